@@ -38,59 +38,33 @@ void on_combo_rule(void*, ZUL_AccountComboRule*, bool, ZUL_QueryErrorId) {}
 // A second account callback, to see that registering again replaces.
 void on_account_again(void*, ZUL_AccountInfo*, bool, ZUL_QueryErrorId) {}
 
-// Registers every callback through its function; gives how many returned 0.
-int register_all(void* h) {
+// Sets every slot through its own function, to its callback above or to null;
+// gives how many of the functions returned 0.
+int set_all(void* h, bool fill) {
+    auto pick = [fill](auto fn) { return fill ? fn : nullptr; };
     int ok = 0;
-    ok += KQZUL_SetQueryConnectionEvent(h, on_conn) == 0;
-    ok += KQZUL_SetQueryUserLogonEvent(h, on_logon) == 0;
-    ok += KQZUL_SetQueryChangePasswordEvent(h, on_change_pwd) == 0;
-    ok += KQZUL_SetQueryUserAccountEvent(h, on_account) == 0;
-    ok += KQZUL_SetQueryAccountPositionEvent(h, on_position) == 0;
-    ok += KQZUL_SetQueryAccountOptionPositionEvent(h, on_opt_position) == 0;
-    ok += KQZUL_SetQueryAccountBPEvent(h, on_bp) == 0;
-    ok += KQZUL_SetQueryAccountBPDetailEvent(h, on_bp_detail) == 0;
-    ok += KQZUL_ReportAccountBPEvent(h, on_bp_report) == 0;
-    ok += KQZUL_NotifyAccountCashInOutEvent(h, on_cash) == 0;
-    ok += KQZUL_SetQueryAccountRiskDataEvent(h, on_risk) == 0;
-    ok += KQZUL_SetQueryAccountSymbolRiskDataEvent(h, on_symbol_risk) == 0;
-    ok += KQZUL_SetQuerySymbolListEvent(h, on_symbol) == 0;
-    ok += KQZUL_SetQueryAccountTradeMarginEvent(h, on_margin) == 0;
-    ok += KQZUL_SetQueryAccountTradeFeeEvent(h, on_fee) == 0;
-    ok += KQZUL_SetQueryTradeOrderEvent(h, on_order) == 0;
-    ok += KQZUL_SetQueryTradeArbiOrderEvent(h, on_arbi_order) == 0;
-    ok += KQZUL_SetQueryTradeOrderExecEvent(h, on_exec) == 0;
-    ok += KQZUL_SetQueryTradeOrderExecEventEx(h, on_exec_ex) == 0;
-    ok += KQZUL_SetQueryTradeQuoteEvent(h, on_quote) == 0;
-    ok += KQZUL_SetQueryComboPositionEvent(h, on_combo_position) == 0;
-    ok += KQZUL_SetQueryComboRuleEvent(h, on_combo_rule) == 0;
-    return ok;
-}
-
-// Empties every slot through its function; gives how many returned 0.
-int clear_all(void* h) {
-    int ok = 0;
-    ok += KQZUL_SetQueryConnectionEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryUserLogonEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryChangePasswordEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryUserAccountEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountPositionEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountOptionPositionEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountBPEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountBPDetailEvent(h, nullptr) == 0;
-    ok += KQZUL_ReportAccountBPEvent(h, nullptr) == 0;
-    ok += KQZUL_NotifyAccountCashInOutEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountRiskDataEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountSymbolRiskDataEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQuerySymbolListEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountTradeMarginEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryAccountTradeFeeEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryTradeOrderEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryTradeArbiOrderEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryTradeOrderExecEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryTradeOrderExecEventEx(h, nullptr) == 0;
-    ok += KQZUL_SetQueryTradeQuoteEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryComboPositionEvent(h, nullptr) == 0;
-    ok += KQZUL_SetQueryComboRuleEvent(h, nullptr) == 0;
+    ok += KQZUL_SetQueryConnectionEvent(h, pick(on_conn)) == 0;
+    ok += KQZUL_SetQueryUserLogonEvent(h, pick(on_logon)) == 0;
+    ok += KQZUL_SetQueryChangePasswordEvent(h, pick(on_change_pwd)) == 0;
+    ok += KQZUL_SetQueryUserAccountEvent(h, pick(on_account)) == 0;
+    ok += KQZUL_SetQueryAccountPositionEvent(h, pick(on_position)) == 0;
+    ok += KQZUL_SetQueryAccountOptionPositionEvent(h, pick(on_opt_position)) == 0;
+    ok += KQZUL_SetQueryAccountBPEvent(h, pick(on_bp)) == 0;
+    ok += KQZUL_SetQueryAccountBPDetailEvent(h, pick(on_bp_detail)) == 0;
+    ok += KQZUL_ReportAccountBPEvent(h, pick(on_bp_report)) == 0;
+    ok += KQZUL_NotifyAccountCashInOutEvent(h, pick(on_cash)) == 0;
+    ok += KQZUL_SetQueryAccountRiskDataEvent(h, pick(on_risk)) == 0;
+    ok += KQZUL_SetQueryAccountSymbolRiskDataEvent(h, pick(on_symbol_risk)) == 0;
+    ok += KQZUL_SetQuerySymbolListEvent(h, pick(on_symbol)) == 0;
+    ok += KQZUL_SetQueryAccountTradeMarginEvent(h, pick(on_margin)) == 0;
+    ok += KQZUL_SetQueryAccountTradeFeeEvent(h, pick(on_fee)) == 0;
+    ok += KQZUL_SetQueryTradeOrderEvent(h, pick(on_order)) == 0;
+    ok += KQZUL_SetQueryTradeArbiOrderEvent(h, pick(on_arbi_order)) == 0;
+    ok += KQZUL_SetQueryTradeOrderExecEvent(h, pick(on_exec)) == 0;
+    ok += KQZUL_SetQueryTradeOrderExecEventEx(h, pick(on_exec_ex)) == 0;
+    ok += KQZUL_SetQueryTradeQuoteEvent(h, pick(on_quote)) == 0;
+    ok += KQZUL_SetQueryComboPositionEvent(h, pick(on_combo_position)) == 0;
+    ok += KQZUL_SetQueryComboRuleEvent(h, pick(on_combo_rule)) == 0;
     return ok;
 }
 
@@ -129,21 +103,21 @@ TEST(Registration, EachFunctionFillsItsOwnSlotAndNullEmptiesIt) {
     CQueryClient& client = *static_cast<CQueryClient*>(h);
     expect_slots(client, false);
 
-    EXPECT_EQ(register_all(h), 22);
+    EXPECT_EQ(set_all(h, true), 22);
     expect_slots(client, true);
 
     EXPECT_EQ(KQZUL_SetQueryUserAccountEvent(h, on_account_again), 0);
     EXPECT_EQ(client.m_ptr_fun_qry_act.load(), on_account_again);
     EXPECT_EQ(client.m_ptr_fun_act_position.load(), on_position);
 
-    EXPECT_EQ(clear_all(h), 22);
+    EXPECT_EQ(set_all(h, false), 22);
     expect_slots(client, false);
     KQZUL_DestroyQuery(h);
 }
 
 TEST(Registration, NullHandleGivesEightForEveryFunction) {
-    EXPECT_EQ(register_all(nullptr), 0);
-    EXPECT_EQ(clear_all(nullptr), 0);
+    EXPECT_EQ(set_all(nullptr, true), 0);
+    EXPECT_EQ(set_all(nullptr, false), 0);
     EXPECT_EQ(KQZUL_SetQueryConnectionEvent(nullptr, on_conn), 8);
     EXPECT_EQ(KQZUL_SetQueryComboRuleEvent(nullptr, on_combo_rule), 8);
     EXPECT_EQ(KQZUL_SetQueryAccountSymbolRiskDataEvent(nullptr, on_symbol_risk), 8);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <ctime>
 #include <fstream>
 #include <memory>
@@ -234,9 +235,22 @@ TEST(QueryClient, DirExistsOnlyForFolders) {
     EXPECT_FALSE(dir_exists(""));
 }
 
+// Spins until pred holds or 30 seconds have passed; gives pred's last value.
+template <typename Pred>
+bool spin_until(Pred pred) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 // Writers on several threads while another thread keeps moving the logs: no
 // crash, no sanitizer report, and every line and record that reached a file
-// is whole.
+// is whole. Writers and mover go in step, so that moves really fall between
+// writes and lines reach the files, however the threads are scheduled.
 TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
     scratch_dir dir;
     ASSERT_EQ(mkdir("a", 0755), 0);
@@ -245,11 +259,20 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
 
     const int writers = 3;
     const int lines_each = 400;
+    const int lines_per_move = 40;  // a writer runs at most this far ahead of the mover
+    std::atomic<int> written{0};
     std::atomic<int> writers_done{0};
     std::atomic<int> moves{0};
+    std::atomic<bool> stuck{false};
     std::thread mover([&] {
-        while (writers_done.load() < writers || moves.load() < 20) {
-            client.SetLogDir(moves.load() % 2 == 0 ? "a" : "b");
+        int last = 0;
+        while (writers_done.load() < writers) {
+            if (!spin_until([&] { return written >= last + 30 || writers_done == writers; })) {
+                stuck = true;
+                return;
+            }
+            last = written;
+            client.SetLogDir(moves % 2 == 0 ? "a" : "b");
             moves++;
         }
     });
@@ -258,10 +281,14 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
         threads.emplace_back([&, w] {
             const std::string payload = "bin\n" + std::to_string(w) + std::string(1, '\0');
             for (int i = 0; i < lines_each; ++i) {
+                if (!spin_until([&] { return moves >= i / lines_per_move || stuck; })) {
+                    stuck = true;
+                }
                 std::string msg = "writer " + std::to_string(w) + " line " + std::to_string(i);
                 client.m_txt_logger.write_txt("info", msg.c_str());
                 client.m_bin_logger.write_bin('0', payload.data(),
                                               static_cast<int>(payload.size()));
+                written++;
             }
             writers_done++;
         });
@@ -289,6 +316,8 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
         for (const bin_record& r : records)
             EXPECT_EQ(r.payload.size(), 6u);
     }
+    EXPECT_FALSE(stuck);
+    EXPECT_GE(moves, lines_each / lines_per_move - 1);
     EXPECT_GT(lines, 0u);
     EXPECT_LE(lines, static_cast<size_t>(writers * lines_each));
 }
