@@ -28,7 +28,7 @@ dll_function_kq get_function_address(dll_handle_kq handle, dll_function_name_kq 
 }
 
 dll_error_kq get_dll_error() {
-    return dlerror();
+    return dlerror();  // NOLINT(concurrency-mt-unsafe): the wrapper shares dlerror's limits
 }
 
 void free_library(dll_handle_kq handle) {

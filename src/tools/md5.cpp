@@ -51,7 +51,8 @@ void md5_starts(md5_context* ctx) {
 }
 
 // One step: a = b + ((a + f(b, c, d) + x[k] + t) <<< s).
-#define MD5_STEP(f, a, b, c, d, k, s, t) a = b + rotl(a + f(b, c, d) + x[k] + (t), s)
+#define MD5_STEP(f, a, b, c, d, k, s, t) \
+    ((a) = (b) + rotl((a) + f((b), (c), (d)) + x[k] + (t), (s)))
 
 void md5_process(md5_context* ctx, const unsigned char* data) {
     uint32_t x[16];

@@ -166,6 +166,7 @@ TEST(ToolFunction, FloatsCompareAtAPrecision) {
     // At the limit itself the values are still scaled.
     const double limit = 23058430092130.0;
     EXPECT_TRUE(less_than_float(limit - 0.0078125, limit, 2));
+    EXPECT_TRUE(large_than_float(limit, limit - 0.0078125, 2));
 
     EXPECT_EQ(float_compare(1.0099, 1.0101, 2), 0);  // equal wins over the integers
     EXPECT_EQ(float_compare(1.0, 1.02, 2), -1);
