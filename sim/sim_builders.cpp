@@ -146,10 +146,14 @@ void apply_family_rules(uint16_t id, bool hv27, const RecordInfo& info, Bytes& r
             break;
         }
         case QUERY_ACCOUNT_BP_DETAIL_RESP_MSG_ID:
+            // A client reads byte 164 as the push mode and byte 173 as the account index
+            // in both generations, though each generation calls one of them reserved.
             if (hv27) {
-                // A client reads the account index from the first reserved byte.
                 r[offsetof(hv27_query_account_bp_detail_resp, m_reserved)] =
                     static_cast<unsigned char>(unsigned_value(s.seed, 99, 1));
+            } else {
+                r[offsetof(query_account_bp_detail_resp, m_reserved1)] =
+                    static_cast<unsigned char>('A' + s.seed % 26);
             }
             break;
         default:

@@ -248,8 +248,18 @@ void Simulator::Impl::accept_loop() {
             lfd = m_listen_fd;
         }
         int fd = ::accept4(lfd, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0 && errno == EINVAL) {
+            // The listener was shut down (refuse mode or stop): it is closed here and,
+            // if the mode has meanwhile gone back to accept, opened anew.
+            std::lock_guard<std::mutex> hold(m_lock);
+            if (m_listen_fd == lfd) {
+                ::close(m_listen_fd);
+                m_listen_fd = -1;
+            }
+            continue;
+        }
         if (fd < 0) {
-            if (errno != EINTR && errno != EINVAL) {
+            if (errno != EINTR) {
                 // Out of descriptors or the like: don't spin.
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }

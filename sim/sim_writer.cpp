@@ -109,10 +109,11 @@ bool StreamWriter::write_batched(size_t count, const MessageSource& source) {
 bool StreamWriter::write_piece(const unsigned char* data, size_t len) {
     bool drop = false;
     size_t allowed = m_budget.take_bytes(len, &drop);
+    // Counted before the bytes leave, so that a reader who has them sees the count.
+    m_budget.count_write(allowed);
     if (!send_all(data, allowed)) {
         return false;
     }
-    m_budget.count_write(allowed);
     if (drop) {
         m_conn.shut();
         return false;
