@@ -98,7 +98,8 @@ bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bo
         } else if (opt == "--user-id") {
             ok = numeric(0xFFFFFFFF) && (o->user_id = static_cast<uint32_t>(n), true);
         } else if (opt == "--refuse-logon") {
-            ok = numeric(0xFFFFFFFF) && n != 0 && (o->logon_result = static_cast<uint32_t>(n), true);
+            ok =
+                numeric(0xFFFFFFFF) && n != 0 && (o->logon_result = static_cast<uint32_t>(n), true);
         } else if (opt == "--version-flag") {
             ok = numeric(0xFF) && (o->version_flag = static_cast<int>(n), true);
         } else if (opt == "--push-interval") {

@@ -46,8 +46,8 @@ std::string text_value(unsigned seed, unsigned k, size_t width, bool full) {
     if (width == 1) {
         return std::string(1, static_cast<char>('A' + (seed + k) % 26));
     }
-    std::string s = std::string(1, static_cast<char>('A' + k % 26)) + std::to_string(seed) +
-                    "-" + std::to_string(k);
+    std::string s = std::string(1, static_cast<char>('A' + k % 26)) + std::to_string(seed) + "-" +
+                    std::to_string(k);
     if (full) {
         while (s.size() < width) {
             s.push_back(static_cast<char>('a' + (seed + k + s.size()) % 26));
@@ -230,8 +230,8 @@ Bytes build_data_record(uint16_t id, bool hv27, uint32_t user_id, const std::str
     return r;
 }
 
-Bytes build_closing_record(uint16_t id, bool hv27, uint32_t user_id,
-                           const std::string& account, uint8_t flag, uint32_t sequence) {
+Bytes build_closing_record(uint16_t id, bool hv27, uint32_t user_id, const std::string& account,
+                           uint8_t flag, uint32_t sequence) {
     const RecordInfo& info = *response_info(id, hv27);
     Bytes r = blank_record(info);
     stamp_record(info, r, user_id, account, flag, sequence);

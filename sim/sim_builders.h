@@ -25,17 +25,17 @@ void stamp_record(const RecordInfo& info, Bytes& record, uint32_t user_id,
                   const std::string& account, uint8_t flag, uint32_t sequence);
 
 struct RecordSeed {
-    unsigned seed;     // makes every value of the record its own
-    bool full_texts;   // texts fill their fields, with no terminator
-    size_t index;      // position in the stream
+    unsigned seed;    // makes every value of the record its own
+    bool full_texts;  // texts fill their fields, with no terminator
+    size_t index;     // position in the stream
 };
 
 // A data record of response `id` in the generation's form, every field with a value
 // of its own derived from the seed.
 Bytes build_data_record(uint16_t id, bool hv27, uint32_t user_id, const std::string& account,
                         const RecordSeed& seed, uint8_t flag);
-Bytes build_closing_record(uint16_t id, bool hv27, uint32_t user_id,
-                           const std::string& account, uint8_t flag, uint32_t sequence);
+Bytes build_closing_record(uint16_t id, bool hv27, uint32_t user_id, const std::string& account,
+                           uint8_t flag, uint32_t sequence);
 
 }  // namespace zulsim
 

@@ -56,21 +56,18 @@ uint8_t closing_flag(uint16_t id, size_t account_index) {
     return (account_index == 1 || id == QUERY_SYMBOL_RESP_MSG_ID) ? 2 : 1;
 }
 
-std::vector<Bytes> build_answer(const Family& fam, unsigned slot, size_t account_index,
-                                bool hv27, uint32_t user_id) {
+std::vector<Bytes> build_answer(const Family& fam, unsigned slot, size_t account_index, bool hv27,
+                                uint32_t user_id) {
     std::string account = fam.per_account ? kAccounts[account_index] : "";
-    size_t count = fam.per_account && account_index == kEmptyAccount && is_stream(fam.id)
-                       ? 0
-                       : fam.records;
+    size_t count =
+        fam.per_account && account_index == kEmptyAccount && is_stream(fam.id) ? 0 : fam.records;
     std::vector<Bytes> msgs;
     for (size_t i = 0; i < count; ++i) {
         RecordSeed seed{static_cast<unsigned>(slot * 64 + account_index * 8 + i + 1),
-                        fam.per_account && !is_stream(fam.id) ? account_index == 0 : i % 2 == 0,
-                        i};
+                        fam.per_account && !is_stream(fam.id) ? account_index == 0 : i % 2 == 0, i};
         // The account list names one account in each record.
-        const std::string& acct = fam.id == QUERY_USER_ACCOUNT_RESP_MSG_ID
-                                      ? std::string(kAccounts[i])
-                                      : account;
+        const std::string& acct =
+            fam.id == QUERY_USER_ACCOUNT_RESP_MSG_ID ? std::string(kAccounts[i]) : account;
         msgs.push_back(build_data_record(fam.id, hv27, user_id, acct, seed, data_flag(fam.id, i)));
     }
     if (is_stream(fam.id)) {

@@ -49,14 +49,18 @@ const Alias kAliases[] = {
 const uint16_t kSingles[] = {QUERY_ACCOUNT_BP_RESP_MSG_ID, QUERY_ACCOUNT_BP_DETAIL_RESP_MSG_ID,
                              ACCOUNT_CASH_INOUT_NOTIFY, QUERY_ACCOUNT_RISK_DATA_RESP_MSG_ID,
                              QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID};
-const uint16_t kAccountStreams[] = {
-    QUERY_ACCOUNT_FUT_POSITION_RESP_MSG_ID, QUERY_ACCOUNT_OPT_POSITION_RESP_MSG_ID,
-    QUERY_COMBO_POSITION_RESP_MSG_ID,       QUERY_ACCOUNT_MARGIN_RESP_MSG_ID,
-    QUERY_ACCOUNT_FEE_RESP_MSG_ID,          REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID,
-    REWIND_ACCOUNT_ARBI_ORDER_RESP_MSG_ID,  REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID,
-    REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX, REWIND_ACCOUNT_QUOTE_RESP_MSG_ID};
-const uint16_t kAccountlessStreams[] = {QUERY_USER_ACCOUNT_RESP_MSG_ID,
-                                        QUERY_SYMBOL_RESP_MSG_ID, QUERY_COMBO_RULE_RESP_MSG_ID};
+const uint16_t kAccountStreams[] = {QUERY_ACCOUNT_FUT_POSITION_RESP_MSG_ID,
+                                    QUERY_ACCOUNT_OPT_POSITION_RESP_MSG_ID,
+                                    QUERY_COMBO_POSITION_RESP_MSG_ID,
+                                    QUERY_ACCOUNT_MARGIN_RESP_MSG_ID,
+                                    QUERY_ACCOUNT_FEE_RESP_MSG_ID,
+                                    REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID,
+                                    REWIND_ACCOUNT_ARBI_ORDER_RESP_MSG_ID,
+                                    REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID,
+                                    REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX,
+                                    REWIND_ACCOUNT_QUOTE_RESP_MSG_ID};
+const uint16_t kAccountlessStreams[] = {QUERY_USER_ACCOUNT_RESP_MSG_ID, QUERY_SYMBOL_RESP_MSG_ID,
+                                        QUERY_COMBO_RULE_RESP_MSG_ID};
 
 const RecordInfo* resolve(const std::string& word, bool hv27, std::string* error) {
     std::string name = word;
@@ -66,10 +70,9 @@ const RecordInfo* resolve(const std::string& word, bool hv27, std::string* error
         }
     }
     const RecordInfo* info = record_info(name);
-    bool served = info != nullptr &&
-                  (is_stream(info->id) || info->id == REPORT_ACCOUNT_BP_MSG_ID ||
-                   std::find(std::begin(kSingles), std::end(kSingles), info->id) !=
-                       std::end(kSingles));
+    bool served = info != nullptr && (is_stream(info->id) || info->id == REPORT_ACCOUNT_BP_MSG_ID ||
+                                      std::find(std::begin(kSingles), std::end(kSingles),
+                                                info->id) != std::end(kSingles));
     if (!served || response_info(info->id, hv27) != info) {
         *error = "no record '" + word + "' served by this server generation";
         return nullptr;

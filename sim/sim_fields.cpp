@@ -40,14 +40,14 @@ RecordInfo make(const char* name, bool hv27, std::vector<FieldInfo> fields) {
     return RecordInfo{name, id, sizeof(R), hv27, std::move(fields)};
 }
 
-#define FV(member, variant)                                                        \
-    field_of<std::remove_reference_t<decltype(std::declval<R&>().member)>>(#member, \
-                                                                            offsetof(R, member), variant)
+#define FV(member, variant)                                                 \
+    field_of<std::remove_reference_t<decltype(std::declval<R&>().member)>>( \
+        #member, offsetof(R, member), variant)
 #define F(member) FV(member, Variant::always)
-#define RECORD(type, hv27, ...)                       \
-    [] {                                              \
-        using R = type;                               \
-        return make<R>(#type, hv27, {__VA_ARGS__});   \
+#define RECORD(type, hv27, ...)                     \
+    [] {                                            \
+        using R = type;                             \
+        return make<R>(#type, hv27, {__VA_ARGS__}); \
     }()
 #define HEAD F(m_msg_id), F(m_msg_len), F(m_sequence)
 #define HEAD_TYPE F(m_msg_type), F(m_msg_len), F(m_sequence)
@@ -58,26 +58,24 @@ RecordInfo make(const char* name, bool hv27, std::vector<FieldInfo> fields) {
 
 std::vector<RecordInfo> build_requests() {
     return {
-        RECORD(query_logon_msg_req, false, HEAD, F(m_proto_version), F(m_login_id),
-               F(m_password), F(m_reserved)),
-        RECORD(change_password_req, false, HEAD, F(m_user_id), F(m_old_pwd_md5),
-               F(m_new_pwd_md5), F(m_reserved)),
+        RECORD(query_logon_msg_req, false, HEAD, F(m_proto_version), F(m_login_id), F(m_password),
+               F(m_reserved)),
+        RECORD(change_password_req, false, HEAD, F(m_user_id), F(m_old_pwd_md5), F(m_new_pwd_md5),
+               F(m_reserved)),
         RECORD(query_user_account_req, false, HEAD, F(m_user_id), F(m_reserved)),
         RECORD(query_symbol_req, false, HEAD, F(m_user_id), F(m_sec_type), F(m_reserved)),
         RECORD(query_account_position_req, false, HEAD, F(m_user_id), F(m_account_id),
                F(m_sec_type), F(m_reserved)),
-        RECORD(rewind_account_order_req, false, HEAD, F(m_user_id), F(m_account_id),
-               F(m_sec_type), F(m_reserved)),
-        RECORD(rewind_account_exe_req, false, HEAD, F(m_user_id), F(m_account_id),
-               F(m_sec_type), F(m_rewind_flag), F(m_reserved)),
+        RECORD(rewind_account_order_req, false, HEAD, F(m_user_id), F(m_account_id), F(m_sec_type),
+               F(m_reserved)),
+        RECORD(rewind_account_exe_req, false, HEAD, F(m_user_id), F(m_account_id), F(m_sec_type),
+               F(m_rewind_flag), F(m_reserved)),
         RECORD(query_combo_rule, false, HEAD, F(m_user_id), F(m_combo_type), F(m_hedge_flag),
                F(m_reserved)),
-        RECORD(query_account_margin, false, HEAD, F(m_user_id), F(m_account_id),
-               F(m_reserved)),
+        RECORD(query_account_margin, false, HEAD, F(m_user_id), F(m_account_id), F(m_reserved)),
         RECORD(query_account_fee, false, HEAD, F(m_user_id), F(m_account_id), F(m_sec_type),
                F(m_reserved)),
-        RECORD(query_combo_position, false, HEAD, F(m_account_id), F(m_user_id),
-               F(m_reserved)),
+        RECORD(query_combo_position, false, HEAD, F(m_account_id), F(m_user_id), F(m_reserved)),
         RECORD(query_account_bp_req, false, HEAD, F(m_user_id), F(m_account_id)),
         RECORD(account_risk_real_data_req, false, HEAD, F(m_user_id), F(m_account_id)),
         RECORD(account_symbol_real_data_req, false, HEAD_TYPE, F(m_user_id), F(m_account_id),
@@ -92,46 +90,44 @@ std::vector<RecordInfo> build_requests() {
     };
 }
 
-#define BP_FIELDS                                                                      \
+#define BP_FIELDS                                                                            \
     HEAD, F(m_user_id), F(m_account_id), F(m_previlege), F(m_initial_bp), F(m_available_bp), \
-        F(m_margin), F(m_frozen_margin), F(m_commission_fee), F(m_frozen_commission),  \
-        F(m_ovn_init_margin), F(m_total_liquid_pl), F(m_total_market_pl), F(m_account_idx), \
+        F(m_margin), F(m_frozen_margin), F(m_commission_fee), F(m_frozen_commission),        \
+        F(m_ovn_init_margin), F(m_total_liquid_pl), F(m_total_market_pl), F(m_account_idx),  \
         F(m_reserved)
-#define BP_DETAIL_FIELDS                                                                  \
-    HEAD, F(m_user_id), F(m_account_id), F(m_initial_equity), F(m_initial_bp),          \
-        F(m_ovn_init_margin), F(m_available_bp), F(m_margin), F(m_frozen_margin),       \
-        F(m_commission_fee), F(m_frozen_commission), F(m_opt_premium_balance),          \
-        F(m_opt_frozen_premium), F(m_comm_declaration_fee), F(m_step_declaration_fee),  \
+#define BP_DETAIL_FIELDS                                                                     \
+    HEAD, F(m_user_id), F(m_account_id), F(m_initial_equity), F(m_initial_bp),               \
+        F(m_ovn_init_margin), F(m_available_bp), F(m_margin), F(m_frozen_margin),            \
+        F(m_commission_fee), F(m_frozen_commission), F(m_opt_premium_balance),               \
+        F(m_opt_frozen_premium), F(m_comm_declaration_fee), F(m_step_declaration_fee),       \
         F(m_cash_in_total), F(m_cash_out_total), F(m_total_liquid_pl), F(m_total_market_pl), \
         F(m_risk_rate)
-#define ORDER_HEAD                                                                      \
-    HEAD, F(m_last_record_flag), F(m_user_id), F(m_timestamp), F(m_order_token)
-#define ORDER_BODY                                                                        \
-    F(m_symbol), F(m_order_price_type), F(m_side_type), F(m_quantity), F(m_price),        \
-        F(m_hedge_flag), F(m_stop_price), F(m_ioc), F(m_minimum_quantity), F(m_account_id), \
-        F(m_exchange_id), F(m_order_state), F(m_cxl_rjt_flag), F(m_close_time),           \
-        F(m_filled_qty), F(m_internal_order_id), F(m_market_order_id), F(m_mkt_custom_field)
-#define EXEC_FIELDS                                                                       \
-    HEAD, F(m_last_record_flag), F(m_user_id), F(m_account_id), F(m_timestamp),           \
-        F(m_order_token), F(m_internal_order_id), F(m_executed_quantity),                 \
-        F(m_execution_price), F(m_market_exec_id), F(m_leg_no), F(m_order_type)
-#define RATE_HEAD                                                                          \
-    HEAD, F(m_last_record_flag), F(m_account_id), F(m_hedge_flag), F(m_symbol),            \
-        F(m_exchange_id), F(m_prod_id)
+#define ORDER_HEAD HEAD, F(m_last_record_flag), F(m_user_id), F(m_timestamp), F(m_order_token)
+#define ORDER_BODY                                                                               \
+    F(m_symbol), F(m_order_price_type), F(m_side_type), F(m_quantity), F(m_price),               \
+        F(m_hedge_flag), F(m_stop_price), F(m_ioc), F(m_minimum_quantity), F(m_account_id),      \
+        F(m_exchange_id), F(m_order_state), F(m_cxl_rjt_flag), F(m_close_time), F(m_filled_qty), \
+        F(m_internal_order_id), F(m_market_order_id), F(m_mkt_custom_field)
+#define EXEC_FIELDS                                                                                \
+    HEAD, F(m_last_record_flag), F(m_user_id), F(m_account_id), F(m_timestamp), F(m_order_token),  \
+        F(m_internal_order_id), F(m_executed_quantity), F(m_execution_price), F(m_market_exec_id), \
+        F(m_leg_no), F(m_order_type)
+#define RATE_HEAD                                                                                 \
+    HEAD, F(m_last_record_flag), F(m_account_id), F(m_hedge_flag), F(m_symbol), F(m_exchange_id), \
+        F(m_prod_id)
 
 std::vector<RecordInfo> build_responses() {
     return {
         RECORD(query_logon_msg_resp, false, HEAD, F(Result), F(m_login_id), F(m_user_id),
-               F(m_user_token_cancel_enable), F(m_user_selfexec_check_enable),
+               F(m_user_token_cancel_enable), F(m_user_selfexec_check_enable), F(m_reserved)),
+        RECORD(hv27_query_logon_msg_resp, true, HEAD, F(m_result), F(m_login_id), F(m_user_id),
+               F(m_user_token_cancel_enable), F(m_user_selfexec_check_enable), F(m_version_flag),
                F(m_reserved)),
-        RECORD(hv27_query_logon_msg_resp, true, HEAD, F(m_result), F(m_login_id),
-               F(m_user_id), F(m_user_token_cancel_enable), F(m_user_selfexec_check_enable),
-               F(m_version_flag), F(m_reserved)),
         RECORD(change_password_resp, false, HEAD, F(m_user_id), F(m_result_code)),
         RECORD(query_user_account_resp, false, HEAD, F(m_last_record_flag), F(m_user_id),
-               F(m_account_id), F(m_previlege), F(m_initial_bp), F(m_available_bp),
-               F(m_margin), F(m_frozen_margin), F(m_commission_fee), F(m_frozen_commission),
-               F(m_account_idx), F(m_reserved)),
+               F(m_account_id), F(m_previlege), F(m_initial_bp), F(m_available_bp), F(m_margin),
+               F(m_frozen_margin), F(m_commission_fee), F(m_frozen_commission), F(m_account_idx),
+               F(m_reserved)),
         RECORD(query_account_bp_resp, false, BP_FIELDS),
         RECORD(report_account_bp, false, BP_FIELDS),
         RECORD(query_account_bp_detail_resp, false, BP_DETAIL_FIELDS, F(m_reserved1),
@@ -149,69 +145,64 @@ std::vector<RecordInfo> build_responses() {
                F(m_max_limit_order_volume), F(m_min_limit_order_volume), F(m_volume_multiple),
                F(m_price_tick), F(m_create_date), F(m_open_date), F(m_expire_date),
                FV(m_start_deliv_date, Variant::not_option),
-               FV(m_end_deliv_date, Variant::not_option),
-               FV(m_strike_price, Variant::option), F(m_inst_life_phase), F(m_is_trading),
-               F(m_symbol_idx)),
+               FV(m_end_deliv_date, Variant::not_option), FV(m_strike_price, Variant::option),
+               F(m_inst_life_phase), F(m_is_trading), F(m_symbol_idx)),
         RECORD(query_combo_rule_resp, false, HEAD, F(m_last_record_flag), F(m_rule_prod_type),
-               F(m_prod_group), F(m_trading_date), F(m_combo_type), F(m_priority),
-               F(m_hedge_flag), F(m_combo_margin), F(m_combo_symbol), F(m_instr_id),
-               F(m_combo_leg1), F(m_combo_leg2), F(m_direction_leg1), F(m_direction_leg2),
-               F(m_region_leg1), F(m_region_leg2), F(m_reserved)),
+               F(m_prod_group), F(m_trading_date), F(m_combo_type), F(m_priority), F(m_hedge_flag),
+               F(m_combo_margin), F(m_combo_symbol), F(m_instr_id), F(m_combo_leg1),
+               F(m_combo_leg2), F(m_direction_leg1), F(m_direction_leg2), F(m_region_leg1),
+               F(m_region_leg2), F(m_reserved)),
         RECORD(query_account_margin_resp, false, RATE_HEAD, F(m_long_margin_ratio),
                F(m_short_margin_ratio), F(m_reserved)),
         RECORD(query_account_fee_resp, false, RATE_HEAD, F(m_open_ratio_by_money),
                F(m_open_ratio_by_volume), F(m_close_yesterday_ratio_by_money),
                F(m_close_yesterday_ratio_by_volume), F(m_close_today_ratio_by_money),
                F(m_close_today_ratio_by_volume), F(m_pos_dir)),
-        RECORD(query_account_fut_position_resp, false, HEAD, F(m_last_record_flag),
-               F(m_user_id), F(m_account_id), F(m_request_id), F(m_symbol),
-               F(m_posi_direction), F(m_init_ovn_qty), F(m_init_ovn_margin), F(m_ovn_qty),
-               F(m_frozen_ovn_qty), F(m_today_qty), F(m_frozen_today_qty),
-               F(m_ovn_occupied_margin), F(m_today_occupied_margin), F(m_total_fee),
-               F(m_ovn_liquid_pl), F(m_today_liquid_pl), F(m_ovn_market_pl),
-               F(m_today_market_pl), F(m_pos_cost), F(m_hedge_flag), F(m_reserved)),
+        RECORD(query_account_fut_position_resp, false, HEAD, F(m_last_record_flag), F(m_user_id),
+               F(m_account_id), F(m_request_id), F(m_symbol), F(m_posi_direction),
+               F(m_init_ovn_qty), F(m_init_ovn_margin), F(m_ovn_qty), F(m_frozen_ovn_qty),
+               F(m_today_qty), F(m_frozen_today_qty), F(m_ovn_occupied_margin),
+               F(m_today_occupied_margin), F(m_total_fee), F(m_ovn_liquid_pl), F(m_today_liquid_pl),
+               F(m_ovn_market_pl), F(m_today_market_pl), F(m_pos_cost), F(m_hedge_flag),
+               F(m_reserved)),
         RECORD(query_account_opt_position_resp, false, F(msg_id), F(msg_len), F(sequence),
                F(last_record_flag), F(user_id), F(account_id), F(request_id), F(exchange_id),
-               F(full_symbol), F(underlying_symbol), F(call_put), F(strike_price),
-               F(expire_date), F(pos_dir), F(init_ovn_qty), F(init_ovn_margin),
-               F(cur_today_qty), F(cover_today_locked_qty), F(exec_pending_qty),
-               F(exec_applied_qty), F(cxl_exec_pending_qty), F(liquid_pl), F(avg_price),
-               F(cur_ovn_qty), F(cover_ovn_locked_qty), F(total_commission_fee),
-               F(hedge_flag), F(reserved)),
+               F(full_symbol), F(underlying_symbol), F(call_put), F(strike_price), F(expire_date),
+               F(pos_dir), F(init_ovn_qty), F(init_ovn_margin), F(cur_today_qty),
+               F(cover_today_locked_qty), F(exec_pending_qty), F(exec_applied_qty),
+               F(cxl_exec_pending_qty), F(liquid_pl), F(avg_price), F(cur_ovn_qty),
+               F(cover_ovn_locked_qty), F(total_commission_fee), F(hedge_flag), F(reserved)),
         RECORD(query_combo_position_resp, false, HEAD, F(m_last_record_flag), F(m_account_id),
                F(m_hedge_flag), F(m_instr_id), F(m_combo_type), F(m_combo_symbol),
-               F(m_first_symbol), F(m_first_direction), F(m_second_symbol),
-               F(m_second_direction), F(m_qty), F(m_init_qty), F(m_combo_margin),
-               F(m_init_combo_margin), F(m_return_margin), F(m_reserved)),
-        RECORD(rewind_accoutn_order_response, false, ORDER_HEAD, F(m_instrument_type),
-               ORDER_BODY, F(m_symbol_flag), F(m_reserved1), F(m_market_session_id),
-               F(m_reserved)),
-        RECORD(rewind_account_arbi_order_response, false, ORDER_HEAD, F(m_order_type),
-               ORDER_BODY, F(m_reserved1), F(m_market_session_id), F(m_reserved)),
+               F(m_first_symbol), F(m_first_direction), F(m_second_symbol), F(m_second_direction),
+               F(m_qty), F(m_init_qty), F(m_combo_margin), F(m_init_combo_margin),
+               F(m_return_margin), F(m_reserved)),
+        RECORD(rewind_accoutn_order_response, false, ORDER_HEAD, F(m_instrument_type), ORDER_BODY,
+               F(m_symbol_flag), F(m_reserved1), F(m_market_session_id), F(m_reserved)),
+        RECORD(rewind_account_arbi_order_response, false, ORDER_HEAD, F(m_order_type), ORDER_BODY,
+               F(m_reserved1), F(m_market_session_id), F(m_reserved)),
         RECORD(rewind_order_execution_response, false, EXEC_FIELDS, F(m_reserved)),
-        RECORD(rewind_order_execution_response_ex, false, EXEC_FIELDS, F(m_symbol),
-               F(m_side_type), F(m_reserved)),
-        RECORD(hv27_rewind_order_execution_response, true, EXEC_FIELDS, F(m_symbol),
-               F(m_side_type), F(m_reserved)),
-        RECORD(rewind_account_quote_response, false, HEAD, F(m_last_record_flag),
-               F(m_user_id), F(m_sec_type), F(m_quote_token), F(m_ioc), F(reserved),
-               F(m_internal_quote_id), F(m_bid_internal_quote_id), F(m_ask_internal_quote_id),
-               F(m_mkt_quote_id), F(m_bid_mkt_order_id), F(m_ask_mkt_order_id),
-               F(m_account_id), F(m_exchange_id), F(m_symbol), F(m_bid_offset_flag),
-               F(m_bid_volume), F(m_bid_price), F(m_bid_hedge_flag), F(m_bid_state),
-               F(m_bid_fill_volume), F(m_ask_offset_flag), F(m_ask_volume), F(m_ask_price),
-               F(m_ask_hedge_flag), F(m_ask_state), F(m_ask_fill_volume),
-               F(m_mkt_custom_field), F(m_req_for_quote_id), F(m_reserved2)),
+        RECORD(rewind_order_execution_response_ex, false, EXEC_FIELDS, F(m_symbol), F(m_side_type),
+               F(m_reserved)),
+        RECORD(hv27_rewind_order_execution_response, true, EXEC_FIELDS, F(m_symbol), F(m_side_type),
+               F(m_reserved)),
+        RECORD(rewind_account_quote_response, false, HEAD, F(m_last_record_flag), F(m_user_id),
+               F(m_sec_type), F(m_quote_token), F(m_ioc), F(reserved), F(m_internal_quote_id),
+               F(m_bid_internal_quote_id), F(m_ask_internal_quote_id), F(m_mkt_quote_id),
+               F(m_bid_mkt_order_id), F(m_ask_mkt_order_id), F(m_account_id), F(m_exchange_id),
+               F(m_symbol), F(m_bid_offset_flag), F(m_bid_volume), F(m_bid_price),
+               F(m_bid_hedge_flag), F(m_bid_state), F(m_bid_fill_volume), F(m_ask_offset_flag),
+               F(m_ask_volume), F(m_ask_price), F(m_ask_hedge_flag), F(m_ask_state),
+               F(m_ask_fill_volume), F(m_mkt_custom_field), F(m_req_for_quote_id), F(m_reserved2)),
         RECORD(account_risk_real_data_resp, false, HEAD_TYPE, F(m_account_id), F(m_user_id),
-               F(m_last_update_time), ZUL_ACCOUNT_RISK_REAL_DATA_FIELDS(RISK)
-                   F(m_account_mpl_data.m_39_limit_val),
+               F(m_last_update_time),
+               ZUL_ACCOUNT_RISK_REAL_DATA_FIELDS(RISK) F(m_account_mpl_data.m_39_limit_val),
                F(m_account_mpl_data.m_39_accumulate_val),
                ZUL_ACCOUNT_RISK_TAIL_FIELDS(RISK_TAIL) F(m_reserved)),
         RECORD(hv27_account_risk_real_data_resp, true, HEAD, F(m_account_id), F(m_user_id),
                F(m_last_update_time), F(m_account_risk_real_data.m_broker_margin),
-               F(m_account_risk_real_data.m_exchange_margin),
-               F(m_account_risk_real_data.m_fee), F(m_account_risk_real_data.m_bp),
-               F(m_account_mpl_data.m_39_limit_val),
+               F(m_account_risk_real_data.m_exchange_margin), F(m_account_risk_real_data.m_fee),
+               F(m_account_risk_real_data.m_bp), F(m_account_mpl_data.m_39_limit_val),
                F(m_account_mpl_data.m_39_accumulate_val)),
         RECORD(account_symbol_real_data_resp, false, HEAD_TYPE, F(m_user_id), F(m_account_id),
                F(m_symbol), F(m_last_update_time),
@@ -261,7 +252,8 @@ bool parse_real(const std::string& s, double* out) {
 const FieldInfo* RecordInfo::field(const std::string& wanted) const {
     for (const FieldInfo& f : fields) {
         size_t dot = f.name.rfind('.');
-        if (f.name == wanted || (dot != std::string::npos && f.name.compare(dot + 1, std::string::npos, wanted) == 0)) {
+        if (f.name == wanted ||
+            (dot != std::string::npos && f.name.compare(dot + 1, std::string::npos, wanted) == 0)) {
             return &f;
         }
     }
@@ -311,7 +303,8 @@ std::string read_field(const FieldInfo& f, const unsigned char* record) {
     const unsigned char* p = record + f.offset;
     switch (f.kind) {
         case FieldKind::text:
-            return std::string(reinterpret_cast<const char*>(p), strnlen(reinterpret_cast<const char*>(p), f.width));
+            return std::string(reinterpret_cast<const char*>(p),
+                               strnlen(reinterpret_cast<const char*>(p), f.width));
         case FieldKind::real: {
             double d;
             memcpy(&d, p, sizeof(d));

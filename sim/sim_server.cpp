@@ -38,8 +38,7 @@ int open_listener(uint16_t port, uint16_t* bound, std::string* error) {
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t len = sizeof(addr);
     if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 ||
-        ::listen(fd, 64) != 0 ||
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
+        ::listen(fd, 64) != 0 || ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
         *error = "listen on 127.0.0.1:" + std::to_string(port) + ": " + strerror(errno);
         ::close(fd);
         return -1;
@@ -67,28 +66,44 @@ ReceivedRequest decode(int connection, uint16_t id, const RecordInfo* info, Byte
 // The answer id of a request, 0 for the two that have answers of their own making.
 uint16_t answer_id(const ReceivedRequest& r, const Options& o) {
     switch (r.id) {
-        case QUERY_USER_ACCOUNT_REQ_MSG_ID: return QUERY_USER_ACCOUNT_RESP_MSG_ID;
-        case QUERY_SYMBOL_REQ_MSG_ID: return QUERY_SYMBOL_RESP_MSG_ID;
+        case QUERY_USER_ACCOUNT_REQ_MSG_ID:
+            return QUERY_USER_ACCOUNT_RESP_MSG_ID;
+        case QUERY_SYMBOL_REQ_MSG_ID:
+            return QUERY_SYMBOL_RESP_MSG_ID;
         // Options are asked for by their security type; every other type gets futures.
         case QUERY_ACCOUNT_POSITION_REQ_MSG_ID:
-            return r.number("m_sec_type") == SEC_TYPE_OPTION ? QUERY_ACCOUNT_OPT_POSITION_RESP_MSG_ID
-                                                             : QUERY_ACCOUNT_FUT_POSITION_RESP_MSG_ID;
-        case REWIND_ACCOUNT_ORDER_REQ_MSG_ID: return REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID;
+            return r.number("m_sec_type") == SEC_TYPE_OPTION
+                       ? QUERY_ACCOUNT_OPT_POSITION_RESP_MSG_ID
+                       : QUERY_ACCOUNT_FUT_POSITION_RESP_MSG_ID;
+        case REWIND_ACCOUNT_ORDER_REQ_MSG_ID:
+            return REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID;
         case REWIND_ACCOUNT_EXE_REQ_MSG_ID:
             return o.exec_with_symbol ? REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX
                                       : REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID;
-        case QUERY_COMBO_RULE_MSG_ID: return QUERY_COMBO_RULE_RESP_MSG_ID;
-        case QUERY_ACCOUNT_MARGIN_MSG_ID: return QUERY_ACCOUNT_MARGIN_RESP_MSG_ID;
-        case QUERY_ACCOUNT_FEE_MSG_ID: return QUERY_ACCOUNT_FEE_RESP_MSG_ID;
-        case QUERY_COMBO_POSITION_MSG_ID: return QUERY_COMBO_POSITION_RESP_MSG_ID;
-        case QUERY_ACCOUNT_BP_REQ_MSG_ID: return QUERY_ACCOUNT_BP_RESP_MSG_ID;
-        case ACCOUNT_RISK_REAL_DATA_REQ_MSG_ID: return QUERY_ACCOUNT_RISK_DATA_RESP_MSG_ID;
-        case ACCOUNT_SYMBOL_REAL_DATA_REQ_MSG_ID: return QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID;
-        case QUERY_CASH_INOUT_REQ_MSG_ID: return ACCOUNT_CASH_INOUT_NOTIFY;
-        case QUERY_ACCOUNT_BP_DETAIL_REQ_MSG_ID: return QUERY_ACCOUNT_BP_DETAIL_RESP_MSG_ID;
-        case REWIND_ACCOUNT_QUOTE_REQ_MSG_ID: return REWIND_ACCOUNT_QUOTE_RESP_MSG_ID;
-        case REWIND_ACCOUNT_ARBI_ORDER_REQ_MSG_ID: return REWIND_ACCOUNT_ARBI_ORDER_RESP_MSG_ID;
-        default: return 0;
+        case QUERY_COMBO_RULE_MSG_ID:
+            return QUERY_COMBO_RULE_RESP_MSG_ID;
+        case QUERY_ACCOUNT_MARGIN_MSG_ID:
+            return QUERY_ACCOUNT_MARGIN_RESP_MSG_ID;
+        case QUERY_ACCOUNT_FEE_MSG_ID:
+            return QUERY_ACCOUNT_FEE_RESP_MSG_ID;
+        case QUERY_COMBO_POSITION_MSG_ID:
+            return QUERY_COMBO_POSITION_RESP_MSG_ID;
+        case QUERY_ACCOUNT_BP_REQ_MSG_ID:
+            return QUERY_ACCOUNT_BP_RESP_MSG_ID;
+        case ACCOUNT_RISK_REAL_DATA_REQ_MSG_ID:
+            return QUERY_ACCOUNT_RISK_DATA_RESP_MSG_ID;
+        case ACCOUNT_SYMBOL_REAL_DATA_REQ_MSG_ID:
+            return QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID;
+        case QUERY_CASH_INOUT_REQ_MSG_ID:
+            return ACCOUNT_CASH_INOUT_NOTIFY;
+        case QUERY_ACCOUNT_BP_DETAIL_REQ_MSG_ID:
+            return QUERY_ACCOUNT_BP_DETAIL_RESP_MSG_ID;
+        case REWIND_ACCOUNT_QUOTE_REQ_MSG_ID:
+            return REWIND_ACCOUNT_QUOTE_RESP_MSG_ID;
+        case REWIND_ACCOUNT_ARBI_ORDER_REQ_MSG_ID:
+            return REWIND_ACCOUNT_ARBI_ORDER_RESP_MSG_ID;
+        default:
+            return 0;
     }
 }
 
@@ -109,8 +124,8 @@ Bytes logon_answer(const Options& o, const Bytes& request) {
     r.m_user_token_cancel_enable = 1;
     r.m_user_selfexec_check_enable = 2;
     r.m_reserved[0] = static_cast<char>(o.version_flag >= 0 ? o.version_flag
-                                        : o.hv27          ? HV27_VERSION_FLAG
-                                                          : 0);
+                                        : o.hv27            ? HV27_VERSION_FLAG
+                                                            : 0);
     return DataSet::bytes_of(r);
 }
 
@@ -231,9 +246,8 @@ void Simulator::Impl::accept_loop() {
                     ::close(m_listen_fd);
                     m_listen_fd = -1;
                 }
-                m_changed.wait(hold, [&] {
-                    return m_stopping || m_opts.accept_mode != AcceptMode::refuse;
-                });
+                m_changed.wait(
+                    hold, [&] { return m_stopping || m_opts.accept_mode != AcceptMode::refuse; });
                 continue;
             }
             if (m_listen_fd < 0) {
@@ -498,8 +512,8 @@ bool Simulator::start(std::string* error) {
         return false;
     }
     if (!m->m_data) {
-        m->m_data = std::make_shared<const DataSet>(
-            DataSet::standard(m->m_opts.hv27, m->m_opts.user_id));
+        m->m_data =
+            std::make_shared<const DataSet>(DataSet::standard(m->m_opts.hv27, m->m_opts.user_id));
     }
     m->m_running = true;
     m->m_stopping = false;

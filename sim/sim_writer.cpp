@@ -143,8 +143,8 @@ void StreamWriter::pause() {
     auto until = std::chrono::steady_clock::now() + m_policy.pause;
     while (!m_conn.is_closed() && std::chrono::steady_clock::now() < until) {
         auto left = until - std::chrono::steady_clock::now();
-        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
-            left, std::chrono::milliseconds(10)));
+        std::this_thread::sleep_for(
+            std::min<std::chrono::steady_clock::duration>(left, std::chrono::milliseconds(10)));
     }
 }
 

@@ -23,10 +23,9 @@ using std::chrono::milliseconds;
 // Sizes of the answers by id, from the protocol tables; 1075 and 1082 by generation.
 inline size_t answer_size(uint16_t id, bool hv27) {
     static const std::map<uint16_t, size_t> sizes = {
-        {1063, 112}, {1064, 24},  {1068, 56},  {1069, 16},  {1071, 88},  {1072, 139},
-        {1073, 152}, {1074, 144}, {1076, 192}, {1077, 96},  {1078, 128}, {1079, 188},
-        {1081, 108}, {1083, 448}, {1088, 200}, {1092, 167}, {1093, 108}, {1095, 248},
-        {1098, 144}, {1099, 64}};
+        {1063, 112}, {1064, 24},  {1068, 56},  {1069, 16},  {1071, 88},  {1072, 139}, {1073, 152},
+        {1074, 144}, {1076, 192}, {1077, 96},  {1078, 128}, {1079, 188}, {1081, 108}, {1083, 448},
+        {1088, 200}, {1092, 167}, {1093, 108}, {1095, 248}, {1098, 144}, {1099, 64}};
     if (id == 1075) {
         return hv27 ? 112 : 88;
     }
@@ -170,7 +169,8 @@ public:
 private:
     bool wait_readable(std::chrono::steady_clock::time_point until) {
         for (;;) {
-            auto left = std::chrono::duration_cast<milliseconds>(until - std::chrono::steady_clock::now());
+            auto left =
+                std::chrono::duration_cast<milliseconds>(until - std::chrono::steady_clock::now());
             if (left.count() < 0) {
                 return false;
             }

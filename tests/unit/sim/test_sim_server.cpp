@@ -148,9 +148,9 @@ TEST_F(SimTest, LogonAnswerTellsTheGeneration) {
         Bytes m = logon(*c);
         ASSERT_EQ(m.size(), 56u);
         EXPECT_EQ(id_of(m), 1068);
-        EXPECT_EQ(u32_at(m, 8), 0u);                 // accepted
+        EXPECT_EQ(u32_at(m, 8), 0u);  // accepted
         EXPECT_STREQ(reinterpret_cast<const char*>(m.data() + 12), "trader-1");
-        EXPECT_EQ(u32_at(m, 45), 0x00ABCDEFu);       // odd offset
+        EXPECT_EQ(u32_at(m, 45), 0x00ABCDEFu);  // odd offset
         EXPECT_EQ(m[51], hv27 ? 6 : 0);
     }
 }
@@ -184,17 +184,28 @@ struct StreamCase {
 
 Bytes stream_request(uint16_t id, const char* account) {
     switch (id) {
-        case 71: return bytes_of(query_user_account_req());
-        case 72: return bytes_of(query_symbol_req());
-        case 73: return bytes_of(account_request<query_account_position_req>(account));
-        case 74: return bytes_of(account_request<rewind_account_order_req>(account));
-        case 75: return bytes_of(account_request<rewind_account_exe_req>(account));
-        case 76: return bytes_of(query_combo_rule());
-        case 77: return bytes_of(account_request<query_account_margin>(account));
-        case 78: return bytes_of(account_request<query_account_fee>(account));
-        case 79: return bytes_of(account_request<query_combo_position>(account));
-        case 95: return bytes_of(account_request<rewind_account_quote_req>(account));
-        default: return bytes_of(account_request<rewind_account_arbi_order_req>(account));
+        case 71:
+            return bytes_of(query_user_account_req());
+        case 72:
+            return bytes_of(query_symbol_req());
+        case 73:
+            return bytes_of(account_request<query_account_position_req>(account));
+        case 74:
+            return bytes_of(account_request<rewind_account_order_req>(account));
+        case 75:
+            return bytes_of(account_request<rewind_account_exe_req>(account));
+        case 76:
+            return bytes_of(query_combo_rule());
+        case 77:
+            return bytes_of(account_request<query_account_margin>(account));
+        case 78:
+            return bytes_of(account_request<query_account_fee>(account));
+        case 79:
+            return bytes_of(account_request<query_combo_position>(account));
+        case 95:
+            return bytes_of(account_request<rewind_account_quote_req>(account));
+        default:
+            return bytes_of(account_request<rewind_account_arbi_order_req>(account));
     }
 }
 
@@ -235,11 +246,11 @@ TEST_F(SimTest, EveryStreamArrivesAsServedAndEndsAsItsFamilyDoes) {
                     EXPECT_EQ(got.size(), 1u);  // an empty list is its closing record
                 }
                 if (per_account && sc.answer != 1071) {
-                    EXPECT_EQ(memcmp(got.back().data() + (sc.answer == 1074 || sc.answer == 1098
-                                                              ? 74
-                                                          : sc.answer == 1095 ? 110
-                                                          : sc.answer == 1075 ? 13
-                                                                              : (sc.answer == 1073 ? 13 : 9)),
+                    EXPECT_EQ(memcmp(got.back().data() +
+                                         (sc.answer == 1074 || sc.answer == 1098 ? 74
+                                          : sc.answer == 1095                    ? 110
+                                          : sc.answer == 1075                    ? 13
+                                                              : (sc.answer == 1073 ? 13 : 9)),
                                      account, strlen(account)),
                               0)
                         << "closing record names the account";
@@ -304,9 +315,9 @@ TEST_F(SimTest, SingleAnswersInBothGenerations) {
             ASSERT_TRUE(c->read_message(hv27, &m));
             EXPECT_EQ(id_of(m), k.answer);
             EXPECT_EQ(m.size(), answer_size(k.answer, hv27));
-            EXPECT_EQ(m, served(k.answer, id_of(k.request) == 83 || id_of(k.request) == 85
-                                              ? kShort
-                                              : kFull)[0]);
+            EXPECT_EQ(m,
+                      served(k.answer,
+                             id_of(k.request) == 83 || id_of(k.request) == 85 ? kShort : kFull)[0]);
             if (k.answer == 1088) {
                 EXPECT_NE(m[164], 0) << "push mode";
                 EXPECT_NE(m[173], 0) << "account index, in both layouts";
