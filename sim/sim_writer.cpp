@@ -51,17 +51,24 @@ bool StreamWriter::write_each(size_t count, const MessageSource& source) {
         Bytes msg = source(i);
         bool drop = m_budget.take_message();
         {
+            // Pauses inside a message are taken under the lock, so nothing else lands
+            // between its pieces; the pause after it is not, so pushes get their turn.
             std::lock_guard<std::mutex> hold(m_conn.write_lock());
+            std::vector<size_t> pieces = cut(msg.size(), m_policy);
             size_t at = 0;
-            for (size_t len : cut(msg.size(), m_policy)) {
-                if (!write_piece(msg.data() + at, len)) {
+            for (size_t p = 0; p < pieces.size(); ++p) {
+                if (!write_piece(msg.data() + at, pieces[p]) ||
+                    (p + 1 < pieces.size() && !pause())) {
                     return false;
                 }
-                at += len;
+                at += pieces[p];
             }
         }
         if (drop) {
             m_conn.shut();
+            return false;
+        }
+        if (!pause()) {
             return false;
         }
     }
@@ -78,7 +85,7 @@ bool StreamWriter::write_batched(size_t count, const MessageSource& source) {
     auto drain = [&](bool final) {
         while (pending.size() > head && (final || pending.size() - head >= unit)) {
             size_t len = chunks ? std::min(unit, pending.size() - head) : pending.size() - head;
-            if (!write_piece(pending.data() + head, len)) {
+            if (!write_piece(pending.data() + head, len) || !pause()) {
                 return false;
             }
             head += len;
@@ -118,8 +125,7 @@ bool StreamWriter::write_piece(const unsigned char* data, size_t len) {
         m_conn.shut();
         return false;
     }
-    pause();
-    return !m_conn.is_closed();
+    return true;
 }
 
 bool StreamWriter::send_all(const unsigned char* data, size_t len) {
@@ -138,7 +144,7 @@ bool StreamWriter::send_all(const unsigned char* data, size_t len) {
     return true;
 }
 
-void StreamWriter::pause() {
+bool StreamWriter::pause() {
     // Slept in slices so that a drop or stop ends the wait early.
     auto until = std::chrono::steady_clock::now() + m_policy.pause;
     while (!m_conn.is_closed() && std::chrono::steady_clock::now() < until) {
@@ -146,6 +152,7 @@ void StreamWriter::pause() {
         std::this_thread::sleep_for(
             std::min<std::chrono::steady_clock::duration>(left, std::chrono::milliseconds(10)));
     }
+    return !m_conn.is_closed();
 }
 
 }  // namespace zulsim

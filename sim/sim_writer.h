@@ -77,7 +77,8 @@ private:
     bool write_batched(size_t count, const MessageSource& source);
     bool write_piece(const unsigned char* data, size_t len);
     bool send_all(const unsigned char* data, size_t len);
-    void pause();
+    // Sleeps the policy's pause; false if the connection ended meanwhile.
+    bool pause();
 
     Connection& m_conn;
     WritePolicy m_policy;

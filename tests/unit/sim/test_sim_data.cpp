@@ -21,6 +21,12 @@ using zulsim::DataSet;
 using zulsim::FieldInfo;
 using zulsim::FieldKind;
 
+// Packed fields are read by value: a reference to one may be misaligned.
+template <class T>
+T val(T v) {
+    return v;
+}
+
 bool is_stamp(const std::string& n) {
     return n == "m_user_id" || n == "user_id" || n == "m_account_id" || n == "account_id" ||
            n == "m_last_record_flag" || n == "last_record_flag";
@@ -151,28 +157,28 @@ TEST_F(DataFile, ReadsRecordsIntoExactWireRecords) {
     auto p = d.record<query_account_fut_position_resp>(1073, "A1", 0);
     EXPECT_STREQ(p.m_symbol, "IF2412");
     EXPECT_STREQ(p.m_account_id, "A1");
-    EXPECT_EQ(p.m_user_id, 4242u);
+    EXPECT_EQ(val(p.m_user_id), 4242u);
     EXPECT_EQ(p.m_posi_direction, 2);
-    EXPECT_EQ(p.m_today_qty, 7u);
-    EXPECT_EQ(p.m_pos_cost, -1.25);
+    EXPECT_EQ(val(p.m_today_qty), 7u);
+    EXPECT_EQ(val(p.m_pos_cost), -1.25);
     EXPECT_EQ(p.m_last_record_flag, 0);
     auto end = d.record<query_account_fut_position_resp>(1073, "A1", 2);
     EXPECT_EQ(end.m_last_record_flag, 1);
     EXPECT_STREQ(end.m_account_id, "A1");
     EXPECT_EQ(d.record<rewind_accoutn_order_response>(1074, "A1", 0).m_last_record_flag, 2);
     auto bp = d.record<query_account_bp_resp>(1081, "A1", 0);
-    EXPECT_EQ(bp.m_available_bp, 99.75);
+    EXPECT_EQ(val(bp.m_available_bp), 99.75);
     EXPECT_EQ(bp.m_account_idx, 4);
     auto report = d.record<report_account_bp>(1093, "A1", 0);
-    EXPECT_EQ(report.m_msg_id, 1093);
-    EXPECT_EQ(report.m_available_bp, 99.75);
+    EXPECT_EQ(val(report.m_msg_id), 1093);
+    EXPECT_EQ(val(report.m_available_bp), 99.75);
     auto risk = d.record<account_risk_real_data_resp>(1082, "B2", 0);
-    EXPECT_EQ(risk.m_account_risk_real_data.m_43_limit_val, 1.5);
-    EXPECT_EQ(risk.m_account_risk_real_data.m_41_limit_val, -8);
+    EXPECT_EQ(val(risk.m_account_risk_real_data.m_43_limit_val), 1.5);
+    EXPECT_EQ(val(risk.m_account_risk_real_data.m_41_limit_val), -8);
     // Named accounts get every stream (empty) and every single answer (zero).
     ASSERT_NE(d.find(1095, "B2"), nullptr);
     EXPECT_EQ(d.find(1095, "B2")->size(), 1u);
-    EXPECT_EQ(d.record<query_account_bp_resp>(1081, "B2", 0).m_available_bp, 0.0);
+    EXPECT_EQ(val(d.record<query_account_bp_resp>(1081, "B2", 0).m_available_bp), 0.0);
 }
 
 TEST_F(DataFile, WithoutAccountLinesEveryNamedAccountIsListed) {
