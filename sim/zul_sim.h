@@ -43,7 +43,9 @@ enum class AcceptMode {
 
 struct Options {
     uint16_t port = 0;  // 0: an ephemeral port, see Simulator::port()
-    bool hv27 = false;  // server generation
+    // Server generation. The built-in data is made for it at start(); after changing it
+    // at run time, give matching data with set_data().
+    bool hv27 = false;
     uint32_t user_id = 70123;
 
     // Logon: 0 accepts, anything else is the refusal's result code.
