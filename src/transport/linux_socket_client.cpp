@@ -178,13 +178,18 @@ bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned s
 }
 
 void socket_client::abandon_connection() {
+    close_descriptors();
+    m_connected.store(false);
+}
+
+void socket_client::close_descriptors() {
+    // The number must not stay behind once closed: it can come back for another file.
     int epoll_handle = m_epoll_handle.exchange(-1);
     if (epoll_handle != -1)
         close(epoll_handle);
     int sock = m_socket.exchange(-1);
     if (sock != -1)
         close(sock);
-    m_connected.store(false);
 }
 
 bool socket_client::set_sock_options(const int& sock) {
@@ -327,13 +332,7 @@ bool socket_client::event_client_error() {
 }
 
 bool socket_client::event_client_close() {
-    // The number must not stay behind once closed: it can come back for another file.
-    int epoll_handle = m_epoll_handle.exchange(-1);
-    if (epoll_handle != -1)
-        close(epoll_handle);
-    int sock = m_socket.exchange(-1);
-    if (sock != -1)
-        close(sock);
+    close_descriptors();
     return true;
 }
 

@@ -90,6 +90,7 @@ private:
     bool open_connection(int sock, const std::string* local_ip, unsigned short local_port);
     bool bind_local(int sock, const std::string& local_ip, unsigned short local_port);
     void abandon_connection();
+    void close_descriptors();
     bool is_event_thread();
     // The event thread's last step, also when it is cancelled. `finished` is false
     // after a cancellation: event_client_close never ran, so the thread's own

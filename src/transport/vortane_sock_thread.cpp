@@ -207,9 +207,6 @@ bool vortane_socket_thread::end_of_pass() {
     found = THREAD_STOPING;
     if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED))
         return true;
-    // `found` now holds the status; the worker may have stopped itself in the pass.
-    if (found == THREAD_STOPED || found == THREAD_CLOSE)
-        return true;
     thread_sleep();
     return false;
 }
@@ -247,7 +244,10 @@ bool vortane_socket_thread::sleep_unless_woken(int micro_sec) {
 }
 
 void vortane_socket_thread::wake() {
-    std::lock_guard<std::mutex> guard(m_wake_lock);
-    m_wake_pending = true;
+    {
+        std::lock_guard<std::mutex> guard(m_wake_lock);
+        m_wake_pending = true;
+    }
+    // Outside the lock, so the sleeper doesn't wake only to wait for it.
     m_wake_cond.notify_one();
 }

@@ -13,6 +13,7 @@ namespace {
 using transport_test::CONSUME_ALL;
 using transport_test::CONSUME_ONE_FRAME;
 using transport_test::CONSUME_WHOLE_FRAMES;
+using transport_test::baseline_thread_count;
 using transport_test::event_recorder;
 using transport_test::loopback_server;
 using transport_test::make_frame;
@@ -167,7 +168,7 @@ TEST(SocketCacheClient, CloseTwiceReportsOnceAndInitAfterCloseWorks) {
     loopback_server server;
     event_recorder rec(CONSUME_ALL);
     socket_cache_client client(HOLD_SIZE);
-    int threads = thread_count();
+    int threads = baseline_thread_count();
     int fds = open_fd_count();
     for (int round = 1; round <= 2; ++round) {
         ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), event_recorder::callback, &rec));
@@ -243,7 +244,7 @@ TEST(SocketCacheClient, WithoutAutoReconnectALostConnectionStaysDown) {
 }
 
 TEST(SocketCacheClient, DestroyingWithoutCloseStopsEverythingQuietly) {
-    int threads = thread_count();
+    int threads = baseline_thread_count();
     loopback_server server;
     event_recorder rec(CONSUME_ALL);
     {

@@ -13,6 +13,7 @@
 
 namespace {
 
+using transport_test::baseline_thread_count;
 using transport_test::event_recorder;
 using transport_test::loopback_server;
 using transport_test::open_fd_count;
@@ -242,7 +243,7 @@ TEST(SocketClient, CloseFromACallbackOnTheEventThreadDoesNotWaitForItself) {
             return 0;
         }
     };
-    int threads = thread_count();
+    int threads = baseline_thread_count();
     loopback_server server;
     socket_client client;
     closer user;
@@ -364,7 +365,7 @@ struct stuck_user {
 
 TEST(SocketClient, ThreadThatDoesNotLeaveIsCancelledAndItsDescriptorsClosed) {
     int fds = open_fd_count();
-    int threads = thread_count();
+    int threads = baseline_thread_count();
     stuck_user user;
     auto begin = std::chrono::steady_clock::now();
     {
@@ -383,7 +384,7 @@ TEST(SocketClient, ThreadThatDoesNotLeaveIsCancelledAndItsDescriptorsClosed) {
 }
 
 TEST(SocketClient, DestroyingAConnectedClientEndsItsThreadWithoutAReport) {
-    int threads = thread_count();
+    int threads = baseline_thread_count();
     loopback_server server;
     event_recorder rec;
     {

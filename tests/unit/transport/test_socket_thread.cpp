@@ -13,6 +13,7 @@
 namespace {
 
 using std::chrono::milliseconds;
+using transport_test::baseline_thread_count;
 using transport_test::thread_count;
 using transport_test::wait_until;
 
@@ -61,7 +62,7 @@ public:
 
 class SocketThread : public ::testing::Test {
 protected:
-    void SetUp() override { m_base_threads = thread_count(); }
+    void SetUp() override { m_base_threads = baseline_thread_count(); }
     void attach(vortane_socket_thread& worker, int wait_micro_sec, bool auto_sleep = true) {
         m_fn.worker = &worker;
         worker.register_function(pass_counter::run, &m_fn, auto_sleep);
