@@ -70,26 +70,22 @@ public:
 
     // Visits the elements front first under the lock; the visitor must not touch
     // the queue itself. Returns the number of elements visited.
-    int forearch_iterator(forearch_queue_fun fun, void* param) {
-        return walk<iterator>(m_list_node.begin(), m_list_node.end(), fun, param);
-    }
-    int forearch_iterator(forearch_queue_fun_const fun, void* param) {
-        return walk<const_iterator>(m_list_node.cbegin(), m_list_node.cend(), fun, param);
-    }
+    int forearch_iterator(forearch_queue_fun fun, void* param) { return walk(fun, param); }
+    int forearch_iterator(forearch_queue_fun_const fun, void* param) { return walk(fun, param); }
 
 private:
     data_queue(const data_queue&);
     data_queue& operator=(const data_queue&);
 
-    template <typename It, typename Fun>
-    int walk(It first, It last, Fun fun, void* param) {
+    template <typename Fun>
+    int walk(Fun fun, void* param) {
         mutex_locker guard(m_list_lock);
         int visited = 0;
         if (fun == nullptr)
             return visited;
-        for (; first != last; ++first) {
+        for (T& node : m_list_node) {
             ++visited;
-            if (!fun(*first, param))
+            if (!fun(node, param))
                 break;
         }
         return visited;

@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "transport/linux_socket_param.h"
 #include "transport/socket_param.h"
 
 namespace transport_test {
@@ -55,7 +56,8 @@ inline int thread_count() {
     return count_dir_entries("/proc/self/task");
 }
 // The count before a test starts its threads. A sanitizer runtime may add a thread of
-// its own at the first thread creation: let that happen before counting.
+// its own at the first thread creation: let that happen before counting. Threads of an
+// earlier test in the same process may still be leaving, so tests compare with <=.
 inline int baseline_thread_count() {
     static const bool warmed_up = (std::thread([] {}).join(), true);
     (void)warmed_up;
@@ -265,6 +267,25 @@ private:
     std::vector<recorded_event> m_events;
     std::vector<std::string> m_frames;
     std::string m_consumed;
+};
+
+// Collects the log lines of a socket object.
+class line_collector : public socket_context {
+public:
+    void on_socket_write_info_msg(const char* msg, int len) override {
+        std::lock_guard<std::mutex> guard(m_lock);
+        m_lines.push_back(std::string(msg, static_cast<size_t>(len)));
+    }
+    void on_socket_write_error_msg(const char*, int) override {}
+    void on_socket_write_bin_msg(const char*, int) override {}
+    std::vector<std::string> lines() {
+        std::lock_guard<std::mutex> guard(m_lock);
+        return m_lines;
+    }
+
+private:
+    std::mutex m_lock;
+    std::vector<std::string> m_lines;
 };
 
 }  // namespace transport_test

@@ -15,31 +15,13 @@ namespace {
 
 using transport_test::baseline_thread_count;
 using transport_test::event_recorder;
+using transport_test::line_collector;
 using transport_test::loopback_server;
 using transport_test::open_fd_count;
 using transport_test::thread_count;
 using transport_test::wait_until;
 
 const char* const LOOPBACK = "127.0.0.1";
-
-// Collects the log lines of a socket object.
-class line_collector : public socket_context {
-public:
-    void on_socket_write_info_msg(const char* msg, int len) override {
-        std::lock_guard<std::mutex> guard(m_lock);
-        m_lines.push_back(std::string(msg, static_cast<size_t>(len)));
-    }
-    void on_socket_write_error_msg(const char*, int) override {}
-    void on_socket_write_bin_msg(const char*, int) override {}
-    std::vector<std::string> lines() {
-        std::lock_guard<std::mutex> guard(m_lock);
-        return m_lines;
-    }
-
-private:
-    std::mutex m_lock;
-    std::vector<std::string> m_lines;
-};
 
 // Reaches the counters and the error path of the event loop.
 class open_client : public socket_client {
@@ -253,7 +235,7 @@ TEST(SocketClient, CloseFromACallbackOnTheEventThreadDoesNotWaitForItself) {
     ASSERT_TRUE(wait_until([&] { return user.closed.load(); }));
     // Waiting for itself would take the full 5 s before the cancellation.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-    EXPECT_TRUE(wait_until([&] { return thread_count() == threads; }));
+    EXPECT_TRUE(wait_until([&] { return thread_count() <= threads; }));
     EXPECT_EQ(-1, client.get_sock());
 }
 
@@ -380,7 +362,7 @@ TEST(SocketClient, ThreadThatDoesNotLeaveIsCancelledAndItsDescriptorsClosed) {
         // The destructor waits until the cancelled thread has unwound.
     }
     EXPECT_EQ(fds, open_fd_count());
-    EXPECT_TRUE(wait_until([&] { return thread_count() == threads; }));
+    EXPECT_TRUE(wait_until([&] { return thread_count() <= threads; }));
 }
 
 TEST(SocketClient, DestroyingAConnectedClientEndsItsThreadWithoutAReport) {
@@ -393,7 +375,7 @@ TEST(SocketClient, DestroyingAConnectedClientEndsItsThreadWithoutAReport) {
         ASSERT_TRUE(rec.wait_for(EVENT_CONNECT, 1));
     }
     EXPECT_EQ(1u, rec.events().size());
-    EXPECT_TRUE(wait_until([&] { return thread_count() == threads; }));
+    EXPECT_TRUE(wait_until([&] { return thread_count() <= threads; }));
 }
 
 }  // namespace

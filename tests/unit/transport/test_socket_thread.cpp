@@ -72,7 +72,7 @@ protected:
         return wait_until([&] { return m_fn.passes.load() >= n; });
     }
     bool threads_back_to(int n) {
-        return wait_until([&] { return thread_count() == n; });
+        return wait_until([&] { return thread_count() <= n; });
     }
 
     int m_base_threads = 0;

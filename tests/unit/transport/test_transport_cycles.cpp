@@ -7,8 +7,8 @@
 
 namespace {
 
-using transport_test::CONSUME_ALL;
 using transport_test::baseline_thread_count;
+using transport_test::CONSUME_ALL;
 using transport_test::event_recorder;
 using transport_test::loopback_server;
 using transport_test::open_fd_count;
@@ -47,7 +47,7 @@ TEST(TransportCycles, ThousandConnectionsLeakNoDescriptorAndNoThread) {
             FAIL() << "cycle " << round;
     }
     // The workers are detached: give the last ones a moment to be gone.
-    EXPECT_TRUE(wait_until([&] { return thread_count() == threads; }))
+    EXPECT_TRUE(wait_until([&] { return thread_count() <= threads; }))
         << thread_count() << " threads, " << threads << " before";
     EXPECT_EQ(fds, open_fd_count());
 }
