@@ -81,27 +81,20 @@ bool socket_cache_client::init_cached(const std::string& server_ip, unsigned sho
                                       const std::string* local_ip, unsigned short local_port,
                                       socket_event_callback fun, void* user_param,
                                       bool async_send_flag) {
-    const bool with_local = local_ip != nullptr;
     // On a worker's own thread its start fails; find that out before taking the lock,
     // which a reconnect pass may hold while it waits for that very worker.
-    if (m_thread_receive->is_same_thread() || m_thread_send->is_same_thread()) {
-        return start_workers(with_local ? RECEIVE_START_ERROR_LOCAL : RECEIVE_START_ERROR,
-                             with_local ? SEND_START_ERROR_LOCAL : SEND_START_ERROR, server_ip,
-                             server_port, local_ip, local_port);
-    }
+    if (m_thread_receive->is_same_thread() || m_thread_send->is_same_thread())
+        return start_workers(server_ip, server_port, local_ip, local_port);
     VORTANE::TOOLS::mutex_locker guard(m_conn_lock);
-    if (!start_workers(with_local ? RECEIVE_START_ERROR_LOCAL : RECEIVE_START_ERROR,
-                       with_local ? SEND_START_ERROR_LOCAL : SEND_START_ERROR, server_ip,
-                       server_port, local_ip, local_port)) {
+    if (!start_workers(server_ip, server_port, local_ip, local_port))
         return false;
-    }
     m_caller.store(user_param);
     m_callback.store(fun);
     m_async_send_flag.store(async_send_flag);
     m_server_ip = server_ip;
     m_server_port = server_port;
     bool connected;
-    if (with_local) {
+    if (local_ip != nullptr) {
         m_local_ip = *local_ip;
         m_local_port = local_port;
         connected = socket_client::sock_init(server_ip, server_port, *local_ip, local_port,
@@ -114,18 +107,19 @@ bool socket_cache_client::init_cached(const std::string& server_ip, unsigned sho
     return connected;
 }
 
-bool socket_cache_client::start_workers(const char* receive_error_format,
-                                        const char* send_error_format, const std::string& server_ip,
-                                        unsigned short server_port, const std::string* local_ip,
-                                        unsigned short local_port) {
+bool socket_cache_client::start_workers(const std::string& server_ip, unsigned short server_port,
+                                        const std::string* local_ip, unsigned short local_port) {
     vortane_socket_thread* workers[] = {m_thread_receive, m_thread_send};
-    const char* formats[] = {receive_error_format, send_error_format};
+    const bool with_local = local_ip != nullptr;
+    const char* formats[] = {with_local ? RECEIVE_START_ERROR_LOCAL : RECEIVE_START_ERROR,
+                             with_local ? SEND_START_ERROR_LOCAL : SEND_START_ERROR};
     for (int i = 0; i < 2; ++i) {
         if (workers[i]->start())
             continue;
         char msg[MSG_BUFFER_SIZE];
+        // The formats without a local address leave the last two arguments unused.
         snprintf_kq(msg, sizeof(msg), formats[i], server_ip.c_str(), static_cast<int>(server_port),
-                    local_ip != nullptr ? local_ip->c_str() : "", static_cast<int>(local_port));
+                    with_local ? local_ip->c_str() : "", static_cast<int>(local_port));
         log_msg(msg);
         return false;
     }

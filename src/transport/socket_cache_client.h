@@ -80,8 +80,8 @@ private:
     bool init_cached(const std::string& server_ip, unsigned short server_port,
                      const std::string* local_ip, unsigned short local_port,
                      socket_event_callback fun, void* user_param, bool async_send_flag);
-    bool start_workers(const char* receive_error_format, const char* send_error_format,
-                       const std::string& server_ip, unsigned short server_port,
+    // Starts the receive and send workers; a failure is logged with the addresses.
+    bool start_workers(const std::string& server_ip, unsigned short server_port,
                        const std::string* local_ip, unsigned short local_port);
     // Offers the held bytes to the user until it consumes nothing or all of them.
     void deliver_held_bytes();
