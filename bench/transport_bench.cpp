@@ -139,19 +139,28 @@ void run_delivery(benchmark::State& state, loopback_pair& pair, counting_user& u
     }
 }
 
+// Connects `client` to the pair's listener with the user's callback; on failure the
+// benchmark is marked and false returned.
+template <typename Client>
+bool connect_client(benchmark::State& state, loopback_pair& pair, Client& client,
+                    counting_user& user, int epoll_wait_ms) {
+    client.set_epoll_max_wait_time(epoll_wait_ms);
+    if (client.sock_init("127.0.0.1", pair.port, counting_user::callback, &user) &&
+        pair.accept_peer()) {
+        return true;
+    }
+    state.SkipWithError("connect failed");
+    return false;
+}
+
 // The same write, read by the event thread of a plain socket_client and handed to the
 // callback there.
 void BM_DirectClientDelivery(benchmark::State& state) {
     loopback_pair pair;
     counting_user user;
     socket_client client;
-    client.set_epoll_max_wait_time(500);
-    if (!client.sock_init("127.0.0.1", pair.port, counting_user::callback, &user) ||
-        !pair.accept_peer()) {
-        state.SkipWithError("connect failed");
-        return;
-    }
-    run_delivery(state, pair, user);
+    if (connect_client(state, pair, client, user, 500))
+        run_delivery(state, pair, user);
     client.sock_close();
 }
 BENCHMARK(BM_DirectClientDelivery)->UseRealTime();
@@ -162,13 +171,8 @@ void BM_CacheClientDelivery(benchmark::State& state) {
     loopback_pair pair;
     counting_user user;
     socket_cache_client client(8192);
-    client.set_epoll_max_wait_time(500);
-    if (!client.sock_init("127.0.0.1", pair.port, counting_user::callback, &user) ||
-        !pair.accept_peer()) {
-        state.SkipWithError("connect failed");
-        return;
-    }
-    run_delivery(state, pair, user);
+    if (connect_client(state, pair, client, user, 500))
+        run_delivery(state, pair, user);
     client.sock_close();
 }
 BENCHMARK(BM_CacheClientDelivery)->UseRealTime();
@@ -186,12 +190,8 @@ void BM_ConnectedClientIdleCpu(benchmark::State& state) {
     loopback_pair pair;
     counting_user user;
     socket_cache_client client(8192);
-    client.set_epoll_max_wait_time(static_cast<int>(state.range(0)));
-    if (!client.sock_init("127.0.0.1", pair.port, counting_user::callback, &user) ||
-        !pair.accept_peer()) {
-        state.SkipWithError("connect failed");
+    if (!connect_client(state, pair, client, user, static_cast<int>(state.range(0))))
         return;
-    }
     double cpu = 0;
     double wall = 0;
     for (auto _ : state) {
