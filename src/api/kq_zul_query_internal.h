@@ -8,4 +8,7 @@
 // terminated and a longer source is cut without a report. p_src must not be null.
 void copy_api_str(char* p_buff, size_t buf_len, const char* p_src);
 
+// Sleeps ms milliseconds; only KQZUL_ConnQueryServer pauses after a connect.
+void sleep_milliseconds(int ms);
+
 #endif
