@@ -1,0 +1,432 @@
+#include "transport/linux_socket_client.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "tools/cross_platform_api.h"
+#include "transport/vortane_sock_thread.h"
+
+using VORTANE::TOOLS::snprintf_kq;
+
+namespace {
+
+// Level-triggered, no EPOLLOUT: the thread wakes for bytes and for the end of the line.
+const uint32_t WATCHED_EVENTS = EPOLLIN | EPOLLERR | EPOLLHUP;
+const int MSG_BUFFER_SIZE = 4096;
+const unsigned int STOP_POLL_MICRO_SEC = 1000;
+// About 5 s of polls before a thread that doesn't leave is cancelled.
+const int STOP_POLLS_BEFORE_CANCEL = 5000;
+const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
+
+sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port) {
+    sockaddr_in addr;
+    memset(&addr, 0, sizeof(addr));
+    addr.sin_family = AF_INET;
+    // A text that is no address leaves 0.0.0.0; the connect or bind then decides.
+    inet_aton(ip.c_str(), &addr.sin_addr);
+    addr.sin_port = htons(port);
+    return addr;
+}
+
+const char* error_text(int err, char* buf, size_t len) {
+    return strerror_r(err, buf, len);
+}
+
+// How a failure of epoll_wait is counted and told. The EBADF text also names the
+// epoll descriptor; the others take the count alone.
+struct wait_error_kind {
+    int err_num;
+    int epoll_error::*counter;
+    const char* format;
+};
+
+const wait_error_kind WAIT_ERROR_KINDS[] = {
+    {EBADF, &epoll_error::m_wait_error_EBADF,
+     "epoll_waite error! epoll_handle:%d  is not a valid file descriptor. error times(%d)\n"},
+    {EFAULT, &epoll_error::m_wait_error_EFAULT,
+     "epoll_waite error! epoll_event is not accessible with write. error times(%d)"},
+    {EINTR, &epoll_error::m_wait_error_EINTR,
+     "epoll_waite error! the call was interrupted by a signal handler before any of the "
+     "requested events occurred or timeout expired. error times(%d)\n"},
+    {EINVAL, &epoll_error::m_wait_error_EINVAL,
+     "epoll_waite error! m_epoll_handle is not an epoll file descriptor, or maxevents is less "
+     "than or equal to zero. error times(%d)\n"},
+};
+const wait_error_kind UNDEFINED_WAIT_ERROR = {
+    0, &epoll_error::m_wait_error_UNDEF,
+    "epoll_waite error! undefine wait error. error times(%d)\n"};
+
+const wait_error_kind& find_wait_error_kind(int err_num) {
+    for (const wait_error_kind& kind : WAIT_ERROR_KINDS) {
+        if (kind.err_num == err_num)
+            return kind;
+    }
+    return UNDEFINED_WAIT_ERROR;
+}
+
+}  // namespace
+
+socket_client::socket_client()
+    : m_connected(false),
+      m_caller(nullptr),
+      m_callback(nullptr),
+      m_socket(-1),
+      m_port(0),
+      m_epoll_handle(-1),
+      m_thread_quit_flag(false),
+      m_thread_quit_finish_flag(true),
+      m_thread_id(NO_THREAD),
+      m_context(nullptr),
+      m_max_wait_time(50),
+      m_event_threads(0) {}
+
+socket_client::~socket_client() {
+    end_event_thread();
+}
+
+void socket_client::end_event_thread() {
+    // On the event thread itself there is nothing to wait for.
+    if (is_event_thread())
+        return;
+    stop_client_event_thread();
+    while (is_event_thread_alive())
+        usleep(STOP_POLL_MICRO_SEC);
+}
+
+bool socket_client::sock_init(const std::string& ip, unsigned short port, socket_event_callback fun,
+                              void* user_param) {
+    return init_connection(ip, port, nullptr, 0, fun, user_param);
+}
+
+bool socket_client::sock_init(const std::string& server_ip, unsigned short server_port,
+                              const std::string& local_ip, unsigned short local_port,
+                              socket_event_callback fun, void* user_param) {
+    return init_connection(server_ip, server_port, &local_ip, local_port, fun, user_param);
+}
+
+bool socket_client::init_connection(const std::string& server_ip, unsigned short server_port,
+                                    const std::string* local_ip, unsigned short local_port,
+                                    socket_event_callback fun, void* user_param) {
+    sock_close();
+    if (fun == nullptr)
+        return false;
+    m_callback = fun;
+    m_caller = user_param;
+    m_ip = server_ip;
+    m_port = server_port;
+    m_connected.store(false);
+    int sock = socket(AF_INET, SOCK_STREAM, 0);
+    if (sock == -1)
+        return false;
+    m_socket.store(sock);
+    if (open_connection(sock, local_ip, local_port) && start_client_event_thread())
+        return true;
+    // A failed init shows only in its result: no event is reported.
+    abandon_connection();
+    return false;
+}
+
+bool socket_client::open_connection(int sock, const std::string* local_ip,
+                                    unsigned short local_port) {
+    if (local_ip != nullptr && !bind_local(sock, *local_ip, local_port))
+        return false;
+    // Blocking connect, with no limit of its own; the socket turns non-blocking after.
+    sockaddr_in server = make_ipv4_addr(m_ip, m_port);
+    if (connect(sock, reinterpret_cast<sockaddr*>(&server), sizeof(server)) != 0)
+        return false;
+    m_connected.store(true);
+    if (!set_sock_options(sock))
+        return false;
+    int flags = fcntl(sock, F_GETFL);
+    if (flags < 0 || fcntl(sock, F_SETFL, flags | O_NONBLOCK) < 0)
+        return false;
+    int epoll_handle = epoll_create(1);
+    if (epoll_handle < 0)
+        return false;
+    m_epoll_handle.store(epoll_handle);
+    epoll_event watch;
+    memset(&watch, 0, sizeof(watch));
+    watch.events = WATCHED_EVENTS;
+    watch.data.fd = sock;
+    return epoll_ctl(epoll_handle, EPOLL_CTL_ADD, sock, &watch) >= 0;
+}
+
+bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned short local_port) {
+    sockaddr_in local = make_ipv4_addr(local_ip, local_port);
+    if (bind(sock, reinterpret_cast<sockaddr*>(&local), sizeof(local)) == 0)
+        return true;
+    int err = errno;
+    char err_buf[256];
+    char msg[MSG_BUFFER_SIZE];
+    size_t used = snprintf_kq(
+        msg, sizeof(msg),
+        "*****socket client local_addr error!***** error code:%d error message:(%s) %s ", err,
+        error_text(err, err_buf, sizeof(err_buf)), m_ip.c_str());
+    used += snprintf_kq(msg + used, sizeof(msg) - used, " %d  %d", m_port,
+                        static_cast<int>(local.sin_addr.s_addr));
+    snprintf_kq(msg + used, sizeof(msg) - used, " %d \n ", static_cast<int>(local.sin_port));
+    log_msg(msg);
+    return false;
+}
+
+void socket_client::abandon_connection() {
+    int epoll_handle = m_epoll_handle.exchange(-1);
+    if (epoll_handle != -1)
+        close(epoll_handle);
+    int sock = m_socket.exchange(-1);
+    if (sock != -1)
+        close(sock);
+    m_connected.store(false);
+}
+
+bool socket_client::set_sock_options(const int& sock) {
+    int on = 1;
+    if (setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) != 0)
+        return false;
+    // close() drops what is unsent and resets the connection.
+    linger lin;
+    lin.l_onoff = 1;
+    lin.l_linger = 0;
+    return setsockopt(sock, SOL_SOCKET, SO_LINGER, &lin, sizeof(lin)) == 0;
+}
+
+bool socket_client::start_client_event_thread() {
+    m_thread_quit_flag.store(false);
+    m_thread_quit_finish_flag.store(true);
+    // Counted before the thread exists, so a stop right after this sees it.
+    m_event_threads.fetch_add(1);
+    if (kq_create_thread(event_client_thread, this, m_thread_id) != 0)
+        return true;
+    m_event_threads.fetch_sub(1);
+    m_thread_id = NO_THREAD;
+    return false;
+}
+
+bool socket_client::stop_client_event_thread() {
+    m_thread_quit_flag.store(true);
+    // On the event thread itself: it leaves when the running callback returns.
+    if (is_event_thread())
+        return true;
+    for (int polls = 0; is_event_thread_alive(); ++polls) {
+        if (polls == STOP_POLLS_BEFORE_CANCEL) {
+            // A callback that doesn't return: cancel the thread. It still holds the
+            // object until it has unwound, which is_event_thread_alive() shows.
+            if (m_thread_id != NO_THREAD)
+                pthread_cancel(m_thread_id);
+            m_thread_id = NO_THREAD;
+            break;
+        }
+        usleep(STOP_POLL_MICRO_SEC);
+    }
+    return true;
+}
+
+bool socket_client::is_event_thread() {
+    return is_event_thread_alive() && pthread_equal(pthread_self(), m_thread_id) != 0;
+}
+
+void* socket_client::event_client_thread(void* ptr_param) {
+    if (ptr_param == nullptr)
+        return nullptr;
+    return static_cast<socket_client*>(ptr_param)->on_event_client_thread();
+}
+
+void* socket_client::on_event_client_thread() {
+    // Runs on every way out, also the forced unwinding of a cancelled thread.
+    struct exit_guard {
+        socket_client& client;
+        int sock;
+        int epoll_handle;
+        bool finished;
+        ~exit_guard() { client.leave_event_thread(finished, sock, epoll_handle); }
+    } guard{*this, m_socket.load(), m_epoll_handle.load(), false};
+
+    m_thread_quit_finish_flag.store(false);
+    event_client_connect();
+    epoll_event event;
+    for (;;) {
+        int n = epoll_wait(guard.epoll_handle, &event, 1, m_max_wait_time.load());
+        if (n > 0) {
+            if (!proc_event(&event, n))
+                m_thread_quit_flag.store(true);
+        } else if (n < 0) {
+            proc_thread_error(errno);
+        }
+        if (m_thread_quit_flag.load())
+            break;
+    }
+    // Closing must not be cut in two by a late cancellation.
+    int old_state;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old_state);
+    event_client_close();
+    m_thread_quit_finish_flag.store(true);
+    guard.finished = true;
+    return nullptr;
+}
+
+void socket_client::leave_event_thread(bool finished, int sock, int epoll_handle) {
+    if (!finished) {
+        // Only this thread's own descriptors: a new connection may already have others.
+        int expected = epoll_handle;
+        m_epoll_handle.compare_exchange_strong(expected, -1);
+        expected = sock;
+        m_socket.compare_exchange_strong(expected, -1);
+        if (epoll_handle != -1)
+            close(epoll_handle);
+        if (sock != -1)
+            close(sock);
+    }
+    // The last touch of the object: from here the owner may destroy it.
+    m_event_threads.fetch_sub(1);
+}
+
+bool socket_client::proc_event(epoll_event* events, int event_num) {
+    bool result = true;
+    for (int i = 0; i < event_num; ++i) {
+        if (events[i].data.fd != m_socket.load())
+            continue;
+        uint32_t flags = events[i].events;
+        if (flags & EPOLLIN) {
+            // A hang-up with readable data is read first; the read sees the end.
+            result = event_client_receive();
+        } else if (flags & EPOLLOUT) {
+            result = event_client_send();
+        } else {
+            event_client_error();
+            result = false;
+        }
+        if (!result)
+            event_client_disconnect(false);
+    }
+    return result;
+}
+
+bool socket_client::event_client_connect() {
+    m_connected.store(true);
+    report_user(EVENT_CONNECT, 0, nullptr, 0, 0);
+    return true;
+}
+
+bool socket_client::event_client_disconnect(bool locale_flag) {
+    m_connected.store(false);
+    report_user(locale_flag ? EVENT_LOCALE_DISCONNECT : EVENT_REMOTE_DISCONNECT, 0, nullptr, 0, 0);
+    return true;
+}
+
+bool socket_client::event_client_error() {
+    log_msg("event_client_error, will close this socket\n");
+    return true;
+}
+
+bool socket_client::event_client_close() {
+    // The number must not stay behind once closed: it can come back for another file.
+    int epoll_handle = m_epoll_handle.exchange(-1);
+    if (epoll_handle != -1)
+        close(epoll_handle);
+    int sock = m_socket.exchange(-1);
+    if (sock != -1)
+        close(sock);
+    return true;
+}
+
+bool socket_client::event_client_receive() {
+    int sock = m_socket.load();
+    ssize_t n = read(sock, m_line, sizeof(m_line));
+    if (n > 0) {
+        report_user(EVENT_RECEIVE, 0, m_line, static_cast<unsigned int>(n), sock);
+        return true;
+    }
+    if (n == 0)
+        return false;
+    int err = errno;
+    // Nothing there after all, or a signal came first: wait for the next wake-up.
+    if (err == EAGAIN || err == EWOULDBLOCK || err == EINTR)
+        return true;
+    if (err == ECONNRESET)
+        return false;
+    char err_buf[256];
+    char msg[MSG_BUFFER_SIZE];
+    snprintf_kq(msg, sizeof(msg), "client readline error(n_recved=%d errno=%d error message=%s )\n",
+                static_cast<int>(n), err, error_text(err, err_buf, sizeof(err_buf)));
+    log_msg(msg);
+    event_client_error();
+    return false;
+}
+
+bool socket_client::event_client_send() {
+    epoll_event watch;
+    memset(&watch, 0, sizeof(watch));
+    watch.events = WATCHED_EVENTS;
+    watch.data.fd = m_socket.load();
+    if (epoll_ctl(m_epoll_handle.load(), EPOLL_CTL_MOD, watch.data.fd, &watch) != 0)
+        return false;
+    report_user(EVENT_SEND, 0, nullptr, 0, 0);
+    return true;
+}
+
+bool socket_client::report_user(SOCKET_EVENT event_type, int socket_id, const char* buff,
+                                unsigned int size, int sock) {
+    if (m_callback == nullptr)
+        return false;
+    // The record points at this frame's `buff`, as the record's contract wants.
+    socket_param param(event_type, socket_id, &buff, size, sock);
+    m_callback(param, m_caller);
+    return true;
+}
+
+int socket_client::sock_send(const char* buff, int len) {
+    int sock = m_socket.load();
+    if (sock == -1 || len < 0)
+        return -1;
+    // A send to a reset peer must return -1, not raise SIGPIPE, hence MSG_NOSIGNAL.
+    ssize_t n = send(sock, buff, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (n > 0) {
+        report_user(EVENT_SEND, 0, buff, static_cast<unsigned int>(n), sock);
+        return static_cast<int>(n);
+    }
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return 0;
+    return static_cast<int>(n);
+}
+
+bool socket_client::sock_close() {
+    bool was_connected = is_connected();
+    bool result = stop_client_event_thread();
+    // After the event thread has gone; a connection that ended earlier was reported
+    // already, by the event thread.
+    if (was_connected)
+        event_client_disconnect(true);
+    return result;
+}
+
+void socket_client::log_msg(const char* msg) {
+    if (m_context != nullptr) {
+        m_context->on_socket_write_info_msg(msg, static_cast<int>(strlen(msg)));
+        return;
+    }
+    printf("%s", msg);
+}
+
+void socket_client::proc_thread_error(int err_num) {
+    const wait_error_kind& kind = find_wait_error_kind(err_num);
+    int& counter = m_error_statistic.*kind.counter;
+    // One line per kind in the life of the object, so its count is always 0.
+    if (counter == 0) {
+        char msg[MSG_BUFFER_SIZE];
+        if (kind.err_num == EBADF) {
+            snprintf_kq(msg, sizeof(msg), kind.format, m_epoll_handle.load(), counter);
+        } else {
+            snprintf_kq(msg, sizeof(msg), kind.format, counter);
+        }
+        log_msg(msg);
+    }
+    ++counter;
+}

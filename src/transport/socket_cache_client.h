@@ -1,0 +1,98 @@
+#ifndef VORTANE_TRANSPORT_SOCKET_CACHE_CLIENT_H
+#define VORTANE_TRANSPORT_SOCKET_CACHE_CLIENT_H
+
+#include <atomic>
+#include <string>
+
+#include "tools/data_pool.h"
+#include "tools/data_queue.h"
+#include "tools/lock.h"
+#include "tools/stream_buffer.h"
+#include "transport/linux_socket_client.h"
+#include "transport/vortane_sock_thread.h"
+
+// socket_client with queues and workers between the socket and the user, so that the
+// event thread only stores bytes and never runs the user's parsing.
+//
+// Threads and what reaches the user's callback from each:
+//   event thread      EVENT_CONNECT, EVENT_REMOTE_DISCONNECT
+//   receive worker    EVENT_RECEIVE: all bytes held, from the first one not consumed,
+//                     as one run; the user reports what it consumed with set_proc_len
+//   send worker       EVENT_SEND of queued (asynchronous) sends
+//   reconnect worker  none directly; reconnects when auto reconnect is on
+//   caller's threads  EVENT_SEND of direct sends, EVENT_LOCALE_DISCONNECT from sock_close
+// No lock is held during a callback. sock_close and the destructor are for threads
+// outside the object; sock_close may also come from a callback on the event thread.
+class socket_cache_client : public socket_client {
+public:
+    typedef VORTANE::TOOLS::stream_buffer* data_buffer_ptr;
+    typedef VORTANE::TOOLS::data_queue<VORTANE::TOOLS::stream_buffer*> tcp_data_queue;
+    typedef VORTANE::TOOLS::data_pool<VORTANE::TOOLS::stream_buffer> tcp_data_pool;
+
+    // `size`: first capacity of the hold buffer. Starts nothing.
+    explicit socket_cache_client(unsigned int size);
+    // Stops the workers and the event thread, without a report.
+    virtual ~socket_cache_client();
+
+    void set_epoll_max_wait_time(int max_wait_time);
+    bool sock_init(const std::string& ip, unsigned short port, socket_event_callback fun,
+                   void* user_param, bool async_send_flag = false);
+    bool sock_init(const std::string& server_ip, unsigned short server_port,
+                   const std::string& local_ip, unsigned short local_port,
+                   socket_event_callback fun, void* user_param, bool async_send_flag = false);
+    int sock_send(const char* buff, int len);
+    bool sock_close();
+    int get_socket() { return get_sock(); }
+    bool set_auto_reconn_falg(bool b_auto_conn, int n_reconn_sec_time);
+
+protected:
+    static int cache_callback(socket_param& out, void* para);
+    int on_cache_callback(socket_param& out);
+    static int thread_receive_proc(void* para);
+    static int thread_send_proc(void* para);
+    static int thread_auto_reconn(void* para);
+    int on_thread_receive_proc();
+    int on_thread_send_proc();
+    int on_thread_auto_reconn();
+    void clear_data();
+
+    // The user's callback and value: written by sock_init, read by every thread.
+    std::atomic<void*> m_caller;
+    std::atomic<socket_event_callback> m_callback;
+    VORTANE::TOOLS::stream_buffer m_hold_buf;
+    tcp_data_queue m_list_send;
+    tcp_data_queue m_list_recv;
+    tcp_data_pool m_data_pool;
+    vortane_socket_thread* m_thread_send;
+    vortane_socket_thread* m_thread_receive;
+    vortane_socket_thread* m_thread_reconn;
+    std::atomic<bool> m_async_send_flag;
+    std::atomic<bool> m_auto_reconn_flag;
+    std::string m_server_ip;
+    int m_server_port;
+    std::string m_local_ip;
+    int m_local_port;
+
+private:
+    socket_cache_client(const socket_cache_client&);
+    socket_cache_client& operator=(const socket_cache_client&);
+
+    bool init_cached(const std::string& server_ip, unsigned short server_port,
+                     const std::string* local_ip, unsigned short local_port,
+                     socket_event_callback fun, void* user_param, bool async_send_flag);
+    bool start_workers(const char* receive_error_format, const char* send_error_format,
+                       const std::string& server_ip, unsigned short server_port,
+                       const std::string* local_ip, unsigned short local_port);
+    // Offers the held bytes to the user until it consumes nothing or all of them.
+    void deliver_held_bytes();
+    void reconnect();
+    void drain(tcp_data_queue& queue);
+
+    // Taken by a caller's sock_init for the whole of it, and tried by the reconnect
+    // pass: a reconnection never runs while a caller connects, and the reconnect
+    // worker never waits for this lock (so stopping it never waits for a caller).
+    // It guards the reconnection address as well.
+    VORTANE::TOOLS::mutex_lock m_conn_lock;
+};
+
+#endif
