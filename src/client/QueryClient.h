@@ -4,8 +4,8 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <mutex>
 #include <shared_mutex>
+#include <mutex>
 
 #include "ZulQueryDefine.h"
 #include "client/client_flowctrl.h"
@@ -52,6 +52,30 @@ public:
 
 private:
     std::atomic<unsigned char>* m_p_flag;
+};
+
+// Reader-writer lock that lets a waiting writer in before new readers, so that a
+// steady stream of senders can't keep the transport from being replaced. Readers
+// must not nest.
+class transport_rw_lock {
+public:
+    transport_rw_lock() {
+        pthread_rwlockattr_t attr;
+        pthread_rwlockattr_init(&attr);
+        pthread_rwlockattr_setkind_np(&attr, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+        pthread_rwlock_init(&m_lock, &attr);
+        pthread_rwlockattr_destroy(&attr);
+    }
+    ~transport_rw_lock() { pthread_rwlock_destroy(&m_lock); }
+    transport_rw_lock(const transport_rw_lock&) = delete;
+    transport_rw_lock& operator=(const transport_rw_lock&) = delete;
+    void lock() { pthread_rwlock_wrlock(&m_lock); }
+    void unlock() { pthread_rwlock_unlock(&m_lock); }
+    void lock_shared() { pthread_rwlock_rdlock(&m_lock); }
+    void unlock_shared() { pthread_rwlock_unlock(&m_lock); }
+
+private:
+    pthread_rwlock_t m_lock;
 };
 
 // True when pathname names an existing folder.
@@ -195,12 +219,16 @@ private:
     // Guards m_asyncQueryClient: shared while a thread uses the transport (sends,
     // IsConnect), exclusive while it is replaced. The transport is deleted only
     // after it has left this pointer and every user has let go of it.
-    std::shared_mutex m_transport_lock;
+    transport_rw_lock m_transport_lock;
     // One message on the wire at a time: bytes of two messages never interleave.
     std::mutex m_wire_mutex;
     // Orders the state writes of "conn ok" against a logon answered meanwhile.
     std::mutex m_state_mutex;
     unsigned long m_logon_seq = 0;
+    // True from a connection's "conn ok" to its end. A logon answer that the
+    // receive thread hands over after its connection has ended belongs to a link
+    // that is gone: it is delivered, but logs nothing on.
+    bool m_link_up = false;
     // The reconnect thread: joinable while m_th_started, joined before another
     // starts and before the client is freed.
     std::mutex m_th_mutex;

@@ -25,16 +25,26 @@ void CQueryClient::ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg) {
         m_bQueryPortLogon = false;
         return;
     }
+    bool current = false;
     {
         // Counted, so that the state writes of a "conn ok" callback still running
         // on the event thread leave this logon alone.
         std::lock_guard<std::mutex> state(m_state_mutex);
-        ++m_logon_seq;
-        SetUserId(pMsg->m_user_id);
-        m_bQueryPortLogon = true;
+        current = m_link_up;
+        if (current) {
+            ++m_logon_seq;
+            SetUserId(pMsg->m_user_id);
+            m_bQueryPortLogon = true;
+        }
     }
     // Logged on before the callback: it may send queries at once.
     fire_event(m_ptr_fun_logon_event, &logon);
-    m_e_connect_status = E_STATUS_LOGONED;
+    {
+        // A connection that ended during the callback keeps its end state.
+        std::lock_guard<std::mutex> state(m_state_mutex);
+        if (!current || !m_link_up)
+            return;
+        m_e_connect_status = E_STATUS_LOGONED;
+    }
     start_reconnect_thread();
 }

@@ -52,7 +52,7 @@ bool CQueryClient::in_own_callback() const {
 }
 
 bool CQueryClient::IsConnect() {
-    std::shared_lock<std::shared_mutex> use(m_transport_lock);
+    std::shared_lock<transport_rw_lock> use(m_transport_lock);
     return m_asyncQueryClient != nullptr && m_asyncQueryClient->is_connected();
 }
 
@@ -68,7 +68,7 @@ void CQueryClient::SetMaxWaitTime(int query_wait_time) {
     if (query_wait_time < 0)
         return;
     m_epoll_max_wait_time_query = query_wait_time;
-    std::shared_lock<std::shared_mutex> use(m_transport_lock);
+    std::shared_lock<transport_rw_lock> use(m_transport_lock);
     if (m_asyncQueryClient != nullptr)
         m_asyncQueryClient->set_epoll_max_wait_time(query_wait_time);
 }
@@ -101,7 +101,7 @@ bool CQueryClient::conn_server_locked(ZUL_QuerySvrInfo param) {
     {
         // In place before the connect: the "conn ok" callback may send the logon
         // before sock_init has returned.
-        std::unique_lock<std::shared_mutex> replace(m_transport_lock);
+        std::unique_lock<transport_rw_lock> replace(m_transport_lock);
         m_asyncQueryClient = transport;
     }
     // A failed transport stays until the next ConnServer or DisConnServer.
@@ -125,7 +125,7 @@ bool CQueryClient::close_transport(socket_cache_client* only_if) {
     socket_cache_client* transport = nullptr;
     {
         // Waits for a send in progress; later senders find no transport.
-        std::unique_lock<std::shared_mutex> replace(m_transport_lock);
+        std::unique_lock<transport_rw_lock> replace(m_transport_lock);
         if (m_asyncQueryClient == nullptr || (only_if != nullptr && m_asyncQueryClient != only_if))
             return true;
         transport = m_asyncQueryClient;
@@ -144,7 +144,7 @@ bool CQueryClient::close_transport(socket_cache_client* only_if) {
 void CQueryClient::disconnect_later() {
     socket_cache_client* current = nullptr;
     {
-        std::shared_lock<std::shared_mutex> use(m_transport_lock);
+        std::shared_lock<transport_rw_lock> use(m_transport_lock);
         current = m_asyncQueryClient;
     }
     if (current == nullptr)
@@ -210,6 +210,7 @@ void CQueryClient::on_connect_event() {
     unsigned long seq;
     {
         std::lock_guard<std::mutex> state(m_state_mutex);
+        m_link_up = true;
         seq = m_logon_seq;
     }
     fire_event(m_ptr_fun_conn_event, static_cast<ERR_NO>(ZUL_CONN_OK), "conn ok");
@@ -222,6 +223,10 @@ void CQueryClient::on_connect_event() {
 
 void CQueryClient::on_connection_event(int err_no, const char* text, const char* log_line,
                                        E_CONNECT_STATUS status) {
+    {
+        std::lock_guard<std::mutex> state(m_state_mutex);
+        m_link_up = false;
+    }
     fire_event(m_ptr_fun_conn_event, static_cast<ERR_NO>(err_no), text);
     if (log_line != nullptr)
         m_txt_logger.write_txt("error", log_line);

@@ -22,7 +22,7 @@ int CQueryClient::SendMsgToZul(const char* /*p_data_flag*/, const char* p_data, 
                                enSendDirection sd) {
     // Shared: the transport can't be deleted under this send. The wire mutex keeps
     // the bytes of two messages from interleaving on the socket.
-    std::shared_lock<std::shared_mutex> use(m_transport_lock);
+    std::shared_lock<transport_rw_lock> use(m_transport_lock);
     socket_cache_client* transport = m_asyncQueryClient;
     if (sd != SD_QUERY_TCP || transport == nullptr || !transport->is_connected()) {
         m_txt_logger.write_txt("send_error", "tcp client disconn.");
