@@ -140,7 +140,13 @@ public:
 
     // Response translators: each turns one wire record into a public record and
     // calls its slot. They run on the transport's receive thread.
+    // Logon, password, accounts and balances (QueryClient_account.cpp).
     void ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg);
+    // Symbols, combination rules, margin and fee rates (QueryClient_instrument.cpp).
+    // Positions (QueryClient_position.cpp).
+    // Orders, executions and quotes (QueryClient_order.cpp).
+    // Risk data (QueryClient_risk.cpp).
+    // Refused queries (QueryClient_error.cpp).
 
     // Calls the callback in slot, if there is one, with this client as handle.
     // The slot is read once, so a concurrent unregistration cannot make it null

@@ -40,9 +40,16 @@ void call_translator(CQueryClient* client, const unsigned char* p_data) {
 #define ZUL_DISPATCH(id, generation, Record, Proc, trace) \
     { id, generation, sizeof(Record), &call_translator<Record, &CQueryClient::Proc>, trace }
 
+// Every id the client handles. An id without a row is unknown.
 const dispatch_row DISPATCH_TABLE[] = {
+    // Logon, password, accounts and balances.
     ZUL_DISPATCH(QUERY_LOGON_MSG_RESP_MSG_ID, ANY_GENERATION, query_logon_msg_resp,
                  ProcQueryPortLogonRespMsg, "proc query_logon_msg_resp"),
+    // Symbols, combination rules, margin and fee rates.
+    // Positions.
+    // Orders, executions and quotes.
+    // Risk data.
+    // Refused queries.
 };
 
 #undef ZUL_DISPATCH

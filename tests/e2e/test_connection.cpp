@@ -307,6 +307,8 @@ TEST_P(CloseFromCallback, DestroyInsideCallbackFreesTheClientLater) {
     ASSERT_TRUE(wait_until([&] { return results == 1; }));
     const std::string log_name = std::string("mavlog_") + precise_time::m_startDate + ".log";
     ASSERT_TRUE(wait_until([&] { return read_file(log_name).find("destroy query client") != std::string::npos; }));
+    // The destruction reported its local close, through the recorder's lock.
+    ASSERT_TRUE(wait_until([&] { return rec.count_conn(ZUL_CONN_LOCAL_DISCONNECTED) == 1; }));
     ASSERT_TRUE(wait_until([&] { return sim.connections() == 0; }));
     sim.stop();
 }
