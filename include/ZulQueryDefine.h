@@ -10,7 +10,10 @@
 
 #include "ZulCommonDefine.h"
 
-// Kinds of instrument (ZUL_SecType).
+// Kinds of instrument (ZUL_SecType). The wire declarations carry the same
+// enumeration under the same guard.
+#ifndef ZUL_SEC_TYPE_DEFINED
+#define ZUL_SEC_TYPE_DEFINED
 enum zul_sec_type {
     SEC_TYPE_STOCK = 1,
     SEC_TYPE_OPTION = 2,
@@ -18,6 +21,7 @@ enum zul_sec_type {
     SEC_TYPE_ARBI = 4,
     SEC_TYPE_F = 5,
 };
+#endif
 
 #pragma pack(push, 1)
 

@@ -1,5 +1,7 @@
 // The plain face: each function checks the handle and forwards to its client.
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "api/kq_zul_query_internal.h"
@@ -24,6 +26,10 @@ RESULT set_slot(void* handle, std::atomic<Callback> CQueryClient::*slot, Callbac
 
 }  // namespace
 
+void sleep_milliseconds(int ms) {
+    usleep(ms * 1000);
+}
+
 void copy_api_str(char* p_buff, size_t buf_len, const char* p_src) {
     if (buf_len == 0)
         return;
@@ -41,7 +47,14 @@ void* KQZUL_CreateQuery(void* user_param) {
 RESULT KQZUL_DestroyQuery(void* handle) {
     if (handle == nullptr)
         return ZUL_RESULT_BAD_HANDLE;
-    delete client_of(handle);
+    CQueryClient* client = client_of(handle);
+    // Inside one of its own callbacks the client can't wait for its own thread:
+    // a helper thread destroys it once that callback has returned.
+    if (client->in_own_callback()) {
+        CQueryClient::destroy_later(client);
+        return ZUL_RESULT_OK;
+    }
+    delete client;
     return ZUL_RESULT_OK;
 }
 
@@ -68,6 +81,48 @@ RESULT KQZUL_QueryLoggerFlush(void* handle) {
     if (handle == nullptr)
         return ZUL_RESULT_BAD_HANDLE;
     client_of(handle)->LoggerFlush();
+    return ZUL_RESULT_OK;
+}
+
+RESULT KQZUL_SetQueryAutoReconnect(void* handle, bool autoConnect) {
+    if (handle == nullptr)
+        return ZUL_RESULT_BAD_HANDLE;
+    client_of(handle)->SetAutoReconnect(autoConnect);
+    return ZUL_RESULT_OK;
+}
+
+RESULT KQZUL_SetQueryMaxWaitTime(void* handle, int query_wait_time) {
+    if (handle == nullptr)
+        return ZUL_RESULT_BAD_HANDLE;
+    client_of(handle)->SetMaxWaitTime(query_wait_time);
+    return ZUL_RESULT_OK;
+}
+
+RESULT KQZUL_ConnQueryServer(void* handle, const ZUL_QuerySvrInfo& param) {
+    if (handle == nullptr)
+        return ZUL_RESULT_BAD_HANDLE;
+    CQueryClient* client = client_of(handle);
+    // Connecting replaces the transport whose thread runs the callback: refused.
+    if (client->in_own_callback()) {
+        client->m_txt_logger.write_txt("error", "connect refused inside a callback of this client");
+        return ZUL_RESULT_CONN_FAILED;
+    }
+    if (!client->ConnServer(param))
+        return ZUL_RESULT_CONN_FAILED;
+    sleep_milliseconds(5);
+    return ZUL_RESULT_OK;
+}
+
+RESULT KQZUL_DisConnQueryServer(void* handle) {
+    if (handle == nullptr)
+        return ZUL_RESULT_BAD_HANDLE;
+    CQueryClient* client = client_of(handle);
+    client->stop_check_and_reconn_thread();
+    // Inside one of its own callbacks the close runs on a helper thread.
+    if (client->in_own_callback())
+        client->disconnect_later();
+    else
+        client->DisConnServer();
     return ZUL_RESULT_OK;
 }
 

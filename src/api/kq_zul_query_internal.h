@@ -8,4 +8,13 @@
 // terminated and a longer source is cut without a report. p_src must not be null.
 void copy_api_str(char* p_buff, size_t buf_len, const char* p_src);
 
+// The rule for a new password: 8 to 32 characters of letters, digits and '_',
+// with at least one letter and one digit.
+bool passwd_check(const char* passwd);
+// True for the exchange ids 100 to 108; no request of the query port carries one.
+bool exchange_id_check(unsigned char exchangeID);
+
+// Sleeps ms milliseconds; only KQZUL_ConnQueryServer pauses after a connect.
+void sleep_milliseconds(int ms);
+
 #endif

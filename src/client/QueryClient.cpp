@@ -65,8 +65,13 @@ CQueryClient::CQueryClient(void* param) : m_userParam(param) {
 }
 
 CQueryClient::~CQueryClient() {
-    // NOT YET DONE: the open connection must be closed here (DisConnServer), before
-    // the line below, once the transport exists. Until then no client can hold one.
+    // No thread of this client may outlive it: the reconnect thread is told to
+    // quit and awaited, as are helper threads that close on a callback's behalf.
+    m_quit_connect_thread = true;
+    wait_for_helper_threads();
+    // An open connection reports "local disconnected" on this thread, before the
+    // line below.
+    DisConnServer();
     m_txt_logger.write_txt("info", "destroy query client");
     m_txt_logger.close();
     m_bin_logger.close();

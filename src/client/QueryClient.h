@@ -4,14 +4,19 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <shared_mutex>
+#include <mutex>
 
 #include "ZulQueryDefine.h"
 #include "client/client_flowctrl.h"
 #include "client/query_base_log.h"
+#include "protocol/msg_define.h"
 #include "kq_zul_query_event.h"
 #include "kq_zul_query_internal_test.h"
 
 class socket_cache_client;
+class socket_param;
+struct query_logon_msg_resp;
 
 // State of the connection as the reconnect thread sees it.
 enum E_CONNECT_STATUS : int {
@@ -20,6 +25,57 @@ enum E_CONNECT_STATUS : int {
     E_STATUS_DISCONN_BY_LOCAL = 2,  // closed by this side: never repaired
     E_STATUS_DISCONN_OTHER = 3,     // ended by the server or the network: repaired
     E_STATUS_LOGONED = 4,           // logged on over the current connection
+};
+
+// The channel a caller asks SendMsgToZul for. Only the query port exists here.
+enum enSendDirection : int {
+    SD_TRADE_AUTO = 1,
+    SD_TRADE_TCP = 2,
+    SD_QUERY_TCP = 3,
+};
+
+// The socket the send loop writes to.
+enum send_by_which_socket : int {
+    send_by_trade_tcp = 1,
+    send_by_trade_udp = 2,
+    send_by_query_tcp = 3,
+};
+
+// Marks m_connect_thread_is_running for as long as the reconnect thread runs,
+// on every way out of it.
+class thread_running_flag {
+public:
+    explicit thread_running_flag(std::atomic<unsigned char>& flag) : m_p_flag(&flag) { *m_p_flag = 1; }
+    ~thread_running_flag() { *m_p_flag = 0; }
+    thread_running_flag(const thread_running_flag&) = delete;
+    thread_running_flag& operator=(const thread_running_flag&) = delete;
+
+private:
+    std::atomic<unsigned char>* m_p_flag;
+};
+
+// Reader-writer lock that lets a waiting writer in before new readers, so that a
+// steady stream of senders can't keep the transport from being replaced. Readers
+// must not nest.
+class transport_rw_lock {
+public:
+    transport_rw_lock() {
+        pthread_rwlockattr_t attr;
+        pthread_rwlockattr_init(&attr);
+        pthread_rwlockattr_setkind_np(&attr, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+        pthread_rwlock_init(&m_lock, &attr);
+        pthread_rwlockattr_destroy(&attr);
+    }
+    ~transport_rw_lock() { pthread_rwlock_destroy(&m_lock); }
+    transport_rw_lock(const transport_rw_lock&) = delete;
+    transport_rw_lock& operator=(const transport_rw_lock&) = delete;
+    void lock() { pthread_rwlock_wrlock(&m_lock); }
+    void unlock() { pthread_rwlock_unlock(&m_lock); }
+    void lock_shared() { pthread_rwlock_rdlock(&m_lock); }
+    void unlock_shared() { pthread_rwlock_unlock(&m_lock); }
+
+private:
+    pthread_rwlock_t m_lock;
 };
 
 // True when pathname names an existing folder.
@@ -46,6 +102,51 @@ public:
     Int4 GetUserID();
     void SetUserId(Int4 id);
     bool IsHv27Version();
+
+    // Connection supervision.
+    bool ConnServer(const ZUL_QuerySvrInfo& param);
+    bool DisConnServer();
+    bool IsConnect();
+    bool IsLogon();
+    void SetAutoReconnect(bool autoConnect);
+    void SetMaxWaitTime(int query_wait_time);
+    void stop_check_and_reconn_thread();
+    static int query_callback(socket_param& out, void* para);
+    int on_query_callback(socket_param& out);
+    static void* trade_clt_check_and_reconn_thread(void* self);
+    void _th_trade_clt_check_and_reconn();
+    bool _th_try_reconn();
+
+    // True on a thread that is running one of this client's callbacks: the
+    // transport's event or receive thread, or a thread reporting a local close.
+    // Closing or destroying the client from there must not wait for itself.
+    bool in_own_callback() const;
+    // Closes the connection from a helper thread, so that a callback may ask for
+    // it without waiting for its own thread. Only the transport that stands now is
+    // closed: a connection opened meanwhile survives.
+    void disconnect_later();
+    // Destroys the client from a helper thread once its callbacks are done.
+    static void destroy_later(CQueryClient* client);
+
+    // Outbound path.
+    int SendMsgToZul(const char* p_data_flag, const char* p_data, int nLen, enSendDirection sd);
+    bool ChangeFCParam(Int4 order_count, Int4 cxl_count);
+
+    // Inbound dispatch.
+    int ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen);
+    static Int8 SwichEndian(Int8 v);
+    static Int4 SwichEndian32(Int4 v);
+    static VORTANE::TOOLS::u64_kq convert_now_to_timestamp();
+
+    // Response translators: each turns one wire record into a public record and
+    // calls its slot. They run on the transport's receive thread.
+    // Logon, password, accounts and balances (QueryClient_account.cpp).
+    void ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg);
+    // Symbols, combination rules, margin and fee rates (QueryClient_instrument.cpp).
+    // Positions (QueryClient_position.cpp).
+    // Orders, executions and quotes (QueryClient_order.cpp).
+    // Risk data (QueryClient_risk.cpp).
+    // Refused queries (QueryClient_error.cpp).
 
     // Calls the callback in slot, if there is one, with this client as handle.
     // The slot is read once, so a concurrent unregistration cannot make it null
@@ -101,6 +202,46 @@ public:
 
 private:
     void open_logs(const char* log_dir);
+
+    // Connection work; the callers hold m_conn_mutex.
+    bool conn_server_locked(ZUL_QuerySvrInfo param);
+    bool close_transport(socket_cache_client* only_if);
+    // One attempt of a reconnection campaign; refused once the quit flag is set.
+    bool reconnect_once();
+    void on_connection_event(int err_no, const char* text, const char* log_line, E_CONNECT_STATUS status);
+    void on_connect_event();
+    void dispatch_received(socket_param& out);
+    // Starts the reconnect thread if auto reconnect is on and none runs.
+    void start_reconnect_thread();
+    // Waits for the end of the reconnect thread and of every helper thread that
+    // works on this client; after it no thread of the client touches it again.
+    void wait_for_helper_threads();
+    // Waits for writability of the transport's socket, at most timeout_ms.
+    bool wait_writable(socket_cache_client* transport, int timeout_ms);
+
+    // Serialises ConnServer and DisConnServer: the caller's threads, the
+    // reconnect thread and the helper threads never replace the transport at once.
+    std::mutex m_conn_mutex;
+    // Guards m_asyncQueryClient: shared while a thread uses the transport (sends,
+    // IsConnect), exclusive while it is replaced. The transport is deleted only
+    // after it has left this pointer and every user has let go of it.
+    transport_rw_lock m_transport_lock;
+    // One message on the wire at a time: bytes of two messages never interleave.
+    std::mutex m_wire_mutex;
+    // Orders the state writes of "conn ok" against a logon answered meanwhile.
+    std::mutex m_state_mutex;
+    unsigned long m_logon_seq = 0;
+    // True from a connection's "conn ok" to its end. A logon answer that the
+    // receive thread hands over after its connection has ended belongs to a link
+    // that is gone: it is delivered, but logs nothing on.
+    bool m_link_up = false;
+    // The reconnect thread: joinable while m_th_started, joined before another
+    // starts and before the client is freed.
+    std::mutex m_th_mutex;
+    bool m_th_started = false;
+    bool m_destroying = false;
+    // Helper threads that close or destroy on behalf of a callback.
+    std::atomic<int> m_pending_helpers{0};
 };
 
 #endif

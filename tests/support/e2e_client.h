@@ -1,0 +1,167 @@
+#ifndef TESTS_SUPPORT_E2E_CLIENT_H
+#define TESTS_SUPPORT_E2E_CLIENT_H
+
+// A plain-face client wired to a recorder, and a simulator to talk to: the pieces
+// every end-to-end test needs. Callbacks find their recorder through the user
+// parameter of the handle.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client/precise_time.h"
+#include "kq_zul_query_event.h"
+#include "support/scratch_dir.h"
+#include "zul_sim.h"
+
+namespace zul_test {
+
+using namespace std::chrono_literals;
+
+// Polls pred until it holds or the deadline passes; the deadlines are generous
+// because the suite runs on busy 2-core machines and under sanitizers.
+inline bool wait_until(const std::function<bool()>& pred,
+                       std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return pred();
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+struct conn_event {
+    ERR_NO code;
+    std::string text;
+    pthread_t thread;
+};
+
+// Collects what the client reports. Every member is guarded by m_mutex; read them
+// through the accessors or under lock().
+class recorder {
+public:
+    std::unique_lock<std::mutex> lock() { return std::unique_lock<std::mutex>(m_mutex); }
+
+    void add_conn(ERR_NO code, const char* text) {
+        std::lock_guard<std::mutex> g(m_mutex);
+        m_conn.push_back({code, text ? text : "", pthread_self()});
+    }
+    void add_logon(const ZUL_QueryLogonResponse& r) {
+        std::lock_guard<std::mutex> g(m_mutex);
+        m_logons.push_back(r);
+    }
+    std::vector<conn_event> conn_events() {
+        std::lock_guard<std::mutex> g(m_mutex);
+        return m_conn;
+    }
+    size_t count_conn(ERR_NO code) {
+        std::lock_guard<std::mutex> g(m_mutex);
+        size_t n = 0;
+        for (const conn_event& e : m_conn)
+            n += e.code == code ? 1 : 0;
+        return n;
+    }
+    std::vector<ZUL_QueryLogonResponse> logons() {
+        std::lock_guard<std::mutex> g(m_mutex);
+        return m_logons;
+    }
+
+    // What the connection callback does besides recording, run on its thread.
+    std::function<void(void* handle, ERR_NO code)> on_conn;
+    // What the logon callback does besides recording.
+    std::function<void(void* handle, const ZUL_QueryLogonResponse&)> on_logon;
+
+private:
+    std::mutex m_mutex;
+    std::vector<conn_event> m_conn;
+    std::vector<ZUL_QueryLogonResponse> m_logons;
+};
+
+inline recorder* recorder_of(void* handle) {
+    return static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+}
+
+inline void record_conn(void* handle, ERR_NO code, const char* text) {
+    recorder* r = recorder_of(handle);
+    r->add_conn(code, text);
+    if (r->on_conn)
+        r->on_conn(handle, code);
+}
+
+inline void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
+    recorder* r = recorder_of(handle);
+    r->add_logon(*logon);
+    if (r->on_logon)
+        r->on_logon(handle, *logon);
+}
+
+inline ZUL_QuerySvrInfo server_at(uint16_t port, const char* ip = "127.0.0.1") {
+    ZUL_QuerySvrInfo info;
+    strncpy(info.m_RemoteQueryIp, ip, sizeof(info.m_RemoteQueryIp) - 1);
+    info.m_RemoteQueryTCPPort = port;
+    return info;
+}
+
+// A simulator and one client of the plain face with its logs in a scratch folder.
+// The client is destroyed before the simulator stops.
+class sim_session {
+public:
+    explicit sim_session(zulsim::Options options = zulsim::Options()) : m_sim(options) {
+        std::string error;
+        if (!m_sim.start(&error))
+            throw std::runtime_error("simulator did not start: " + error);
+        m_handle = KQZUL_CreateQuery(&m_rec);
+        KQZUL_SetQueryConnectionEvent(m_handle, record_conn);
+        KQZUL_SetQueryUserLogonEvent(m_handle, record_logon);
+    }
+    ~sim_session() {
+        if (m_handle != nullptr)
+            KQZUL_DestroyQuery(m_handle);
+        m_sim.stop();
+    }
+    sim_session(const sim_session&) = delete;
+    sim_session& operator=(const sim_session&) = delete;
+
+    void* handle() { return m_handle; }
+    recorder& rec() { return m_rec; }
+    zulsim::Simulator& sim() { return m_sim; }
+    // Destroys the client now (the destructor then skips it).
+    void destroy() {
+        KQZUL_DestroyQuery(m_handle);
+        m_handle = nullptr;
+    }
+    std::string text_log() { return read_file("mavlog_" + log_day() + ".log"); }
+    std::string bin_log() { return read_file("mavlog_" + log_day() + ".bin"); }
+
+    RESULT connect() { return KQZUL_ConnQueryServer(m_handle, server_at(m_sim.port())); }
+
+    // Connects, logs on and waits for the answer.
+    void connect_and_logon(const char* user = "trader01", const char* password = "secret99") {
+        ASSERT_EQ(ZUL_RESULT_OK, connect());
+        const size_t before = m_rec.logons().size();
+        ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryUserLogon(m_handle, user, password));
+        ASSERT_TRUE(wait_until([&] { return m_rec.logons().size() > before; }));
+        ASSERT_TRUE(wait_until([&] { return m_rec.count_conn(ZUL_CONN_OK) > 0; }));
+    }
+
+private:
+    static std::string log_day() { return precise_time::m_startDate; }
+
+    scratch_dir m_dir;  // first: the logs open in it, and it goes last
+    recorder m_rec;
+    zulsim::Simulator m_sim;
+    void* m_handle = nullptr;
+};
+
+}  // namespace zul_test
+
+#endif
