@@ -197,6 +197,12 @@ image_bytes arrival_of(sim_session& s, const std::function<RESULT(void*)>& send,
     return ::testing::AssertionFailure() << image_diff(expected, actual);
 }
 
+// A caller's text and what of it must arrive.
+struct text_cut {
+    const char* given;
+    const char* sent;
+};
+
 #define EXPECT_IMAGE(expected, actual) EXPECT_TRUE(same_image((expected), (actual)))
 
 }  // namespace
@@ -250,13 +256,10 @@ TEST(RequestBytes, PasswordsTravelAsTheDigestOfTheirWholeText) {
 TEST(RequestBytes, AccountIdsAreCutAtFifteenAndZeroFilled) {
     sim_session s(sim_options());
     s.connect_and_logon();
-    const struct {
-        const char* given;
-        const char* sent;
-    } accounts[] = {{"", ""},
-                    {"ZQ7", "ZQ7"},
-                    {"ABCDEFGHIJKLMNO", "ABCDEFGHIJKLMNO"},
-                    {"ABCDEFGHIJKLMNOP", "ABCDEFGHIJKLMNO"}};
+    const text_cut accounts[] = {{"", ""},
+                                 {"ZQ7", "ZQ7"},
+                                 {"ABCDEFGHIJKLMNO", "ABCDEFGHIJKLMNO"},
+                                 {"ABCDEFGHIJKLMNOP", "ABCDEFGHIJKLMNO"}};
     for (const auto& a : accounts) {
         SCOPED_TRACE(a.given);
         EXPECT_IMAGE(
@@ -286,12 +289,9 @@ TEST(RequestBytes, RewindFlagTravelsAsItsLowByte) {
 TEST(RequestBytes, SymbolRiskDataSendsTheSymbolCutAtNineteenOrNothing) {
     sim_session s(sim_options());
     s.connect_and_logon();
-    const struct {
-        const char* given;
-        const char* sent;
-    } symbols[] = {{"", ""},
-                   {"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS"},
-                   {"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRS"}};
+    const text_cut symbols[] = {{"", ""},
+                                {"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS"},
+                                {"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRS"}};
     for (const auto& sym : symbols) {
         SCOPED_TRACE(sym.given);
         EXPECT_IMAGE(
