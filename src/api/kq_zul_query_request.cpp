@@ -18,8 +18,6 @@ const int BIT_LETTER = 1;
 const int BIT_DIGIT = 2;
 const size_t PASSWORD_MIN_LEN = 8;
 const size_t PASSWORD_MAX_LEN = 32;
-const unsigned int EXCHANGE_ID_FIRST = 100;
-const unsigned int EXCHANGE_ID_LAST = 108;
 
 // Which requests a server of the hv27 generation offers.
 enum generation_gate { ALL_GENERATIONS, NOT_ON_HV27 };
@@ -103,7 +101,7 @@ bool passwd_check(const char* passwd) {
 }
 
 bool exchange_id_check(ZUL_ExchangeID exchangeID) {
-    return exchangeID >= EXCHANGE_ID_FIRST && exchangeID <= EXCHANGE_ID_LAST;
+    return exchangeID >= ZUL_EXCHANGE_ID_FIRST && exchangeID <= ZUL_EXCHANGE_ID_LAST;
 }
 
 RESULT KQZUL_QueryUserLogon(void* handle, const char* logon_id, const char* user_pwd) {
