@@ -187,6 +187,7 @@ void socket_client::close_descriptors() {
     int epoll_handle = m_epoll_handle.exchange(-1);
     if (epoll_handle != -1)
         close(epoll_handle);
+    std::lock_guard<std::mutex> guard(m_socket_mutex);
     int sock = m_socket.exchange(-1);
     if (sock != -1)
         close(sock);
@@ -282,10 +283,11 @@ void socket_client::leave_event_thread(bool finished, int sock, int epoll_handle
         // Only this thread's own descriptors: a new connection may already have others.
         int expected = epoll_handle;
         m_epoll_handle.compare_exchange_strong(expected, -1);
-        expected = sock;
-        m_socket.compare_exchange_strong(expected, -1);
         if (epoll_handle != -1)
             close(epoll_handle);
+        std::lock_guard<std::mutex> guard(m_socket_mutex);
+        expected = sock;
+        m_socket.compare_exchange_strong(expected, -1);
         if (sock != -1)
             close(sock);
     }
@@ -382,16 +384,25 @@ bool socket_client::report_user(SOCKET_EVENT event_type, int socket_id, const ch
 }
 
 int socket_client::sock_send(const char* buff, int len) {
-    int sock = m_socket.load();
-    if (sock == -1 || len < 0)
-        return -1;
-    // A send to a reset peer must return -1, not raise SIGPIPE, hence MSG_NOSIGNAL.
-    ssize_t n = send(sock, buff, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
+    int sock = -1;
+    ssize_t n = -1;
+    int err = 0;
+    {
+        // The send never blocks, so holding the lock over it costs nothing; the
+        // callback below runs without it.
+        std::lock_guard<std::mutex> guard(m_socket_mutex);
+        sock = m_socket.load();
+        if (sock == -1 || len < 0)
+            return -1;
+        // A send to a reset peer must return -1, not raise SIGPIPE, hence MSG_NOSIGNAL.
+        n = send(sock, buff, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
+        err = errno;
+    }
     if (n > 0) {
         report_user(EVENT_SEND, 0, buff, static_cast<unsigned int>(n), sock);
         return static_cast<int>(n);
     }
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+    if (n < 0 && (err == EAGAIN || err == EWOULDBLOCK))
         return 0;
     return static_cast<int>(n);
 }

@@ -5,6 +5,7 @@
 #include <sys/epoll.h>
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "transport/linux_socket_param.h"
@@ -96,6 +97,10 @@ private:
     // after a cancellation: event_client_close never ran, so the thread's own
     // descriptors are closed here.
     void leave_event_thread(bool finished, int sock, int epoll_handle);
+
+    // Held around a send and around closing the socket, so that a send never
+    // reaches a descriptor number that was closed meanwhile and reused.
+    std::mutex m_socket_mutex;
 
     // Event threads started and not yet gone. A new connection's thread may overlap
     // a cancelled one that is still unwinding, hence a count and not a flag.

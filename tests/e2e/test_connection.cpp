@@ -78,8 +78,8 @@ TEST_P(LogonGeneration, LogonFromInsideConnOkCallback) {
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     ASSERT_TRUE(wait_until([&] { return s.rec().logons().size() == 1; }));
     ZUL_QueryLogonResponse r = s.rec().logons()[0];
-    EXPECT_EQ(0, r.m_Result);
-    EXPECT_EQ(static_cast<int>(s.sim().options().user_id), r.m_UserId);
+    EXPECT_EQ(0, +r.m_Result);
+    EXPECT_EQ(static_cast<int>(s.sim().options().user_id), +r.m_UserId);
     EXPECT_TRUE(logged_on_in_callback);
     ASSERT_TRUE(wait_until([&] { return engine(s.handle())->m_e_connect_status == E_STATUS_LOGONED; }));
     EXPECT_TRUE(engine(s.handle())->IsLogon());
@@ -102,7 +102,7 @@ TEST(Connection, RefusedLogonLeavesTheClientLoggedOff) {
     sim_session s(o);
     s.connect_and_logon();
     ZUL_QueryLogonResponse r = s.rec().logons()[0];
-    EXPECT_EQ(5, r.m_Result);
+    EXPECT_EQ(5, +r.m_Result);
     EXPECT_FALSE(engine(s.handle())->IsLogon());
     EXPECT_EQ(0u, engine(s.handle())->GetUserID()) << "a refusal must not store the user id";
     EXPECT_EQ(E_STATUS_CONNCTED, engine(s.handle())->m_e_connect_status.load());

@@ -57,8 +57,8 @@ TEST(WirePaths, BinaryLogHoldsExactlyWhatCrossedWithTheSwitchOn) {
     ASSERT_EQ(56u, recs[1].payload.size());
     query_logon_msg_resp answer;
     memcpy(&answer, recs[1].payload.data(), sizeof(answer));
-    EXPECT_EQ(QUERY_LOGON_MSG_RESP_MSG_ID, answer.m_msg_id);
-    EXPECT_EQ(s.sim().options().user_id, answer.m_user_id);
+    EXPECT_EQ(QUERY_LOGON_MSG_RESP_MSG_ID, +answer.m_msg_id);
+    EXPECT_EQ(s.sim().options().user_id, +answer.m_user_id);
 }
 
 TEST(WirePaths, NothingInTheBinaryLogWithTheSwitchOff) {
@@ -89,9 +89,9 @@ TEST_P(SplitWrites, AnswersAreFramedWhateverTheServerCuts) {
     ASSERT_EQ(1u, s.sim().send_raw(burst));
     ASSERT_TRUE(wait_until([&] { return s.rec().logons().size() == 7; }));
     auto logons = s.rec().logons();
-    EXPECT_EQ(901, logons[4].m_UserId);
-    EXPECT_EQ(902, logons[5].m_UserId);
-    EXPECT_EQ(903, logons[6].m_UserId);
+    EXPECT_EQ(901, +logons[4].m_UserId);
+    EXPECT_EQ(902, +logons[5].m_UserId);
+    EXPECT_EQ(903, +logons[6].m_UserId);
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, SplitWrites,

@@ -57,8 +57,8 @@ TEST_F(Dispatch, TwoWholeMessagesAndAPartialThird) {
     std::string bytes = logon_bytes(1) + logon_bytes(2) + logon_bytes(3).substr(0, 10);
     EXPECT_EQ(112u, feed(*m_client, bytes));
     ASSERT_EQ(2u, g_logons.size());
-    EXPECT_EQ(1, g_logons[0].m_UserId);
-    EXPECT_EQ(2, g_logons[1].m_UserId);
+    EXPECT_EQ(1, +g_logons[0].m_UserId);
+    EXPECT_EQ(2, +g_logons[1].m_UserId);
 }
 
 TEST_F(Dispatch, SizeBoundaryOfTheLogonAnswer) {
@@ -83,7 +83,7 @@ TEST_F(Dispatch, ByteByByteDeliversOnceComplete) {
         }
     }
     ASSERT_EQ(1u, g_logons.size());
-    EXPECT_EQ(9, g_logons[0].m_UserId);
+    EXPECT_EQ(9, +g_logons[0].m_UserId);
 }
 
 TEST_F(Dispatch, UnknownIdSwallowsEverythingAtHand) {
@@ -146,7 +146,7 @@ TEST_F(Dispatch, LogonAnswerWithoutALiveConnectionIsDeliveredButLogsNothingOn) {
     // Bytes that the receive thread hands over after their connection ended.
     EXPECT_EQ(56u, feed(*m_client, logon_bytes(42)));
     ASSERT_EQ(1u, g_logons.size());
-    EXPECT_EQ(42, g_logons[0].m_UserId);
+    EXPECT_EQ(42, +g_logons[0].m_UserId);
     EXPECT_FALSE(m_client->IsLogon());
     EXPECT_EQ(0u, m_client->GetUserID());
     EXPECT_EQ(E_STATUS_NONE, m_client->m_e_connect_status.load());
