@@ -34,61 +34,61 @@ std::string account_field(const char (&wire)[16]) {
 }
 
 void expect_order_fields(const rewind_accoutn_order_response& w, const ZUL_QueryAccountOrder& r) {
-    EXPECT_EQ(w.m_timestamp, r.m_Timestamp);
-    EXPECT_EQ(w.m_order_token, r.m_ClientOrderToken);
-    EXPECT_EQ(w.m_side_type, r.m_SideType);
-    EXPECT_EQ(w.m_quantity, r.m_Quantity);
-    EXPECT_EQ(w.m_instrument_type, r.m_InstrumentType);
+    EXPECT_EQ(+w.m_timestamp, +r.m_Timestamp);
+    EXPECT_EQ(+w.m_order_token, +r.m_ClientOrderToken);
+    EXPECT_EQ(+w.m_side_type, +r.m_SideType);
+    EXPECT_EQ(+w.m_quantity, +r.m_Quantity);
+    EXPECT_EQ(+w.m_instrument_type, +r.m_InstrumentType);
     EXPECT_EQ(padded(text_in(w.m_symbol), 20), field_bytes(r.m_Symbol));
     EXPECT_EQ(bits(w.m_price), bits(r.m_Price));
     EXPECT_EQ(account_field(w.m_account_id), field_bytes(r.m_Account));
-    EXPECT_EQ(w.m_exchange_id, r.m_ExchengeID);
-    EXPECT_EQ(0, r.m_ForceCloseReason);
-    EXPECT_EQ(w.m_internal_order_id, r.m_InternalOrderId);
-    EXPECT_EQ(w.m_order_state, r.m_OrderStatus);
-    EXPECT_EQ(w.m_close_time, r.m_CloseTime);
-    EXPECT_EQ(static_cast<int>(w.m_filled_qty), r.m_FilledQty);
-    EXPECT_EQ(w.m_minimum_quantity, r.m_MinQty);
+    EXPECT_EQ(+w.m_exchange_id, +r.m_ExchengeID);
+    EXPECT_EQ(0, +r.m_ForceCloseReason);
+    EXPECT_EQ(+w.m_internal_order_id, +r.m_InternalOrderId);
+    EXPECT_EQ(+w.m_order_state, +r.m_OrderStatus);
+    EXPECT_EQ(+w.m_close_time, +r.m_CloseTime);
+    EXPECT_EQ(static_cast<int>(w.m_filled_qty), +r.m_FilledQty);
+    EXPECT_EQ(+w.m_minimum_quantity, +r.m_MinQty);
     EXPECT_EQ(field_bytes(w.m_market_order_id) + '\0', field_bytes(r.m_MarketOrderId));
-    EXPECT_EQ(w.m_hedge_flag, r.m_HedgeFlag);
-    EXPECT_EQ(w.m_mkt_custom_field, r.m_CustomField);
-    EXPECT_EQ(w.m_ioc, r.m_IOC);
-    EXPECT_EQ(w.m_symbol_flag, r.m_SymbolFlag);
+    EXPECT_EQ(+w.m_hedge_flag, +r.m_HedgeFlag);
+    EXPECT_EQ(+w.m_mkt_custom_field, +r.m_CustomField);
+    EXPECT_EQ(+w.m_ioc, +r.m_IOC);
+    EXPECT_EQ(+w.m_symbol_flag, +r.m_SymbolFlag);
 }
 
 void expect_arbi_order_fields(const rewind_account_arbi_order_response& w,
                               const ZUL_QueryAccountArbiOrder& r) {
-    EXPECT_EQ(w.m_timestamp, r.m_Timestamp);
-    EXPECT_EQ(w.m_order_token, r.m_ClientOrderToken);
-    EXPECT_EQ(w.m_side_type, r.m_SideType);
-    EXPECT_EQ(w.m_quantity, r.m_Quantity);
+    EXPECT_EQ(+w.m_timestamp, +r.m_Timestamp);
+    EXPECT_EQ(+w.m_order_token, +r.m_ClientOrderToken);
+    EXPECT_EQ(+w.m_side_type, +r.m_SideType);
+    EXPECT_EQ(+w.m_quantity, +r.m_Quantity);
     EXPECT_EQ(padded(text_in(w.m_symbol), 20), field_bytes(r.m_Symbol));
     EXPECT_EQ(bits(w.m_price), bits(r.m_Price));
     EXPECT_EQ(account_field(w.m_account_id), field_bytes(r.m_Account));
-    EXPECT_EQ(w.m_exchange_id, r.m_ExchengeID);
-    EXPECT_EQ(w.m_internal_order_id, r.m_InternalOrderId);
-    EXPECT_EQ(w.m_order_state, r.m_OrderStatus);
-    EXPECT_EQ(static_cast<int>(w.m_filled_qty), r.m_FilledQty);
-    EXPECT_EQ(w.m_close_time, r.m_CloseTime);
-    EXPECT_EQ(w.m_minimum_quantity, r.m_MinQty);
+    EXPECT_EQ(+w.m_exchange_id, +r.m_ExchengeID);
+    EXPECT_EQ(+w.m_internal_order_id, +r.m_InternalOrderId);
+    EXPECT_EQ(+w.m_order_state, +r.m_OrderStatus);
+    EXPECT_EQ(static_cast<int>(w.m_filled_qty), +r.m_FilledQty);
+    EXPECT_EQ(+w.m_close_time, +r.m_CloseTime);
+    EXPECT_EQ(+w.m_minimum_quantity, +r.m_MinQty);
     EXPECT_EQ(field_bytes(w.m_market_order_id) + '\0', field_bytes(r.m_MarketOrderId));
-    EXPECT_EQ(w.m_hedge_flag, r.m_HedgeFlag);
-    EXPECT_EQ(w.m_mkt_custom_field, r.m_CustomField);
-    EXPECT_EQ(w.m_ioc, r.m_IOC);
-    EXPECT_EQ(w.m_order_type, r.m_OrderType);
+    EXPECT_EQ(+w.m_hedge_flag, +r.m_HedgeFlag);
+    EXPECT_EQ(+w.m_mkt_custom_field, +r.m_CustomField);
+    EXPECT_EQ(+w.m_ioc, +r.m_IOC);
+    EXPECT_EQ(+w.m_order_type, +r.m_OrderType);
 }
 
 template <typename Wire, typename Public>
 void expect_execution_fields(const Wire& w, const Public& r) {
-    EXPECT_EQ(w.m_timestamp, r.m_Timestamp);
-    EXPECT_EQ(w.m_order_token, r.m_ClientOrderToken);
-    EXPECT_EQ(w.m_internal_order_id, r.m_InternalOrderId);
-    EXPECT_EQ(w.m_executed_quantity, r.m_ExecutedQuantity);
+    EXPECT_EQ(+w.m_timestamp, +r.m_Timestamp);
+    EXPECT_EQ(+w.m_order_token, +r.m_ClientOrderToken);
+    EXPECT_EQ(+w.m_internal_order_id, +r.m_InternalOrderId);
+    EXPECT_EQ(+w.m_executed_quantity, +r.m_ExecutedQuantity);
     EXPECT_EQ(bits(w.m_execution_price), bits(r.m_ExecutionPrice));
-    EXPECT_EQ(0, r.m_ExecutionID);
+    EXPECT_EQ(0, +r.m_ExecutionID);
     EXPECT_EQ(padded(text_in(w.m_market_exec_id), 25), field_bytes(r.m_MarketExecID));
-    EXPECT_EQ(w.m_leg_no, r.m_LegNo);
-    EXPECT_EQ(w.m_order_type, r.m_OrderType);
+    EXPECT_EQ(+w.m_leg_no, +r.m_LegNo);
+    EXPECT_EQ(+w.m_order_type, +r.m_OrderType);
 }
 
 template <typename Wire>
@@ -96,33 +96,33 @@ void expect_execution_ex_fields(const Wire& w, const ZUL_QueryOrderExecutionEx& 
     expect_execution_fields(w, r);
     // At most 19 characters and a terminator.
     EXPECT_EQ(padded(text_in(w.m_symbol).substr(0, 19), 20), field_bytes(r.m_Symbol));
-    EXPECT_EQ(w.m_side_type, r.m_SideType);
+    EXPECT_EQ(+w.m_side_type, +r.m_SideType);
 }
 
 void expect_quote_fields(const rewind_account_quote_response& w, const ZUL_QueryAccountQuote& r) {
     EXPECT_EQ(field_bytes(w.m_symbol), field_bytes(r.m_Symbol));
-    EXPECT_EQ(w.m_exchange_id, r.m_ExchengeID);
-    EXPECT_EQ(w.m_quote_token, r.m_ClientQuoteToken);
-    EXPECT_EQ(w.m_internal_quote_id, r.m_InternalQuoteId);
-    EXPECT_EQ(w.m_bid_internal_quote_id, r.m_BidInternalQuoteId);
-    EXPECT_EQ(w.m_ask_internal_quote_id, r.m_AskInternalQuoteId);
+    EXPECT_EQ(+w.m_exchange_id, +r.m_ExchengeID);
+    EXPECT_EQ(+w.m_quote_token, +r.m_ClientQuoteToken);
+    EXPECT_EQ(+w.m_internal_quote_id, +r.m_InternalQuoteId);
+    EXPECT_EQ(+w.m_bid_internal_quote_id, +r.m_BidInternalQuoteId);
+    EXPECT_EQ(+w.m_ask_internal_quote_id, +r.m_AskInternalQuoteId);
     EXPECT_EQ(field_bytes(w.m_mkt_quote_id) + '\0', field_bytes(r.m_MarketQuoteId));
     EXPECT_EQ(field_bytes(w.m_bid_mkt_order_id) + '\0', field_bytes(r.m_BidOrderSysId));
     EXPECT_EQ(field_bytes(w.m_ask_mkt_order_id) + '\0', field_bytes(r.m_AskOrderSysId));
-    EXPECT_EQ(w.m_bid_volume, r.m_BidQty);
-    EXPECT_EQ(w.m_ask_volume, r.m_AskQty);
+    EXPECT_EQ(+w.m_bid_volume, +r.m_BidQty);
+    EXPECT_EQ(+w.m_ask_volume, +r.m_AskQty);
     EXPECT_EQ(bits(w.m_bid_price), bits(r.m_BidPrice));
     EXPECT_EQ(bits(w.m_ask_price), bits(r.m_AskPrice));
-    EXPECT_EQ(w.m_bid_hedge_flag, r.m_BidHedgeFlag);
-    EXPECT_EQ(w.m_ask_hedge_flag, r.m_AskHedgeFlag);
-    EXPECT_EQ(w.m_bid_offset_flag, r.m_BidIsOffset);
-    EXPECT_EQ(w.m_ask_offset_flag, r.m_AskIsOffset);
-    EXPECT_EQ(w.m_bid_state, r.m_BidState);
-    EXPECT_EQ(w.m_ask_state, r.m_AskState);
-    EXPECT_EQ(w.m_bid_fill_volume, r.m_BidFillQty);
-    EXPECT_EQ(w.m_ask_fill_volume, r.m_AskFillQty);
-    EXPECT_EQ(w.m_mkt_custom_field, r.m_CustomField);
-    EXPECT_EQ(w.m_ioc, r.m_IOC);
+    EXPECT_EQ(+w.m_bid_hedge_flag, +r.m_BidHedgeFlag);
+    EXPECT_EQ(+w.m_ask_hedge_flag, +r.m_AskHedgeFlag);
+    EXPECT_EQ(+w.m_bid_offset_flag, +r.m_BidIsOffset);
+    EXPECT_EQ(+w.m_ask_offset_flag, +r.m_AskIsOffset);
+    EXPECT_EQ(+w.m_bid_state, +r.m_BidState);
+    EXPECT_EQ(+w.m_ask_state, +r.m_AskState);
+    EXPECT_EQ(+w.m_bid_fill_volume, +r.m_BidFillQty);
+    EXPECT_EQ(+w.m_ask_fill_volume, +r.m_AskFillQty);
+    EXPECT_EQ(+w.m_mkt_custom_field, +r.m_CustomField);
+    EXPECT_EQ(+w.m_ioc, +r.m_IOC);
     EXPECT_EQ(field_bytes(w.m_req_for_quote_id), field_bytes(r.m_ReqForQuoteID));
 }
 
@@ -166,11 +166,11 @@ protected:
             ASSERT_FALSE(c.account_null);
             EXPECT_EQ(text_in(w.m_account_id), c.account);
             EXPECT_EQ(0u, c.error);
-            EXPECT_EQ(static_cast<ZUL_UserID>(w.m_user_id), r.m_Userid);
+            EXPECT_EQ(static_cast<ZUL_UserID>(w.m_user_id), +r.m_Userid);
             const bool last = i + 1 == wire.size();
             EXPECT_EQ(last, c.finish);
             if (last) {
-                EXPECT_EQ(1, w.m_last_record_flag);
+                EXPECT_EQ(1, +w.m_last_record_flag);
                 Public closing;
                 memset(&closing, 0, sizeof(closing));
                 closing.m_Userid = static_cast<ZUL_UserID>(sim().options().user_id);
@@ -214,7 +214,7 @@ TEST_P(Replay, DataSetCoversTheCasesThatMatter) {
     EXPECT_EQ(16u, text_in(first.m_account_id).size());
     EXPECT_EQ(20u, text_in(first.m_symbol).size());
     EXPECT_EQ(24u, text_in(first.m_market_order_id).size());
-    EXPECT_EQ(2, wire_record<rewind_accoutn_order_response>(orders[1]).m_last_record_flag);
+    EXPECT_EQ(2, +wire_record<rewind_accoutn_order_response>(orders[1]).m_last_record_flag);
     EXPECT_EQ(1u, served(REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID, EMPTY_ACCOUNT).size());
     const auto exec = wire_record<rewind_order_execution_response_ex>(
         served(REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX, FULL_ACCOUNT)[0]);

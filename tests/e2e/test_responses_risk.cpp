@@ -184,10 +184,10 @@ void expect_hv27_account_risk(const hv27_account_risk_real_data_resp& w,
     expected.m_39_limit_val = w.m_account_mpl_data.m_39_limit_val;
     expected.m_39_accumulate_val = w.m_account_mpl_data.m_39_accumulate_val;
     EXPECT_EQ(0, memcmp(&expected, &got, sizeof(got)));
-    EXPECT_NE(0.0, got.m_broker_margin);
-    EXPECT_NE(0.0, got.m_39_limit_val);
-    EXPECT_EQ(0, got.m_1_limit_val);
-    EXPECT_EQ(0, got.m_63_accumulate_val);
+    EXPECT_NE(0.0, +got.m_broker_margin);
+    EXPECT_NE(0.0, +got.m_39_limit_val);
+    EXPECT_EQ(0, +got.m_1_limit_val);
+    EXPECT_EQ(0, +got.m_63_accumulate_val);
 }
 
 void expect_symbol_risk(const account_symbol_real_data_resp& w,

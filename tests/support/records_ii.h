@@ -68,6 +68,9 @@ struct slot_call {
     bool record_is_zero() const { return record.find_first_not_of('\0') == std::string::npos; }
 };
 
+// Fields of packed records are compared as values (unary +): a reference bound to
+// one may be misaligned.
+
 // All bytes of a fixed text field.
 template <size_t N>
 std::string field_bytes(const char (&f)[N]) {

@@ -120,8 +120,8 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
         ASSERT_EQ(144u, feed(bytes_of(order)));
         const slot_call c = only_call();
         EXPECT_FALSE(c.finish) << int(flag);
-        EXPECT_EQ(77u, c.as<ZUL_QueryAccountOrder>().m_Quantity) << int(flag);
-        EXPECT_EQ(4242, c.as<ZUL_QueryAccountOrder>().m_Userid);
+        EXPECT_EQ(77u, +c.as<ZUL_QueryAccountOrder>().m_Quantity) << int(flag);
+        EXPECT_EQ(4242, +c.as<ZUL_QueryAccountOrder>().m_Userid);
     }
     order.m_last_record_flag = 1;
     ASSERT_EQ(144u, feed(bytes_of(order)));
@@ -142,8 +142,8 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
     ASSERT_EQ(88u, feed(bytes_of(exec)));
     c = only_call();
     EXPECT_TRUE(c.finish);
-    EXPECT_EQ(11, c.as<ZUL_QueryOrderExecution>().m_Userid);
-    EXPECT_EQ(0u, c.as<ZUL_QueryOrderExecution>().m_ExecutedQuantity);
+    EXPECT_EQ(11, +c.as<ZUL_QueryOrderExecution>().m_Userid);
+    EXPECT_EQ(0u, +c.as<ZUL_QueryOrderExecution>().m_ExecutedQuantity);
 
     rewind_order_execution_response_ex exec_ex;
     exec_ex.m_last_record_flag = 2;
@@ -152,8 +152,8 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
     ASSERT_EQ(112u, feed(bytes_of(exec_ex)));
     c = only_call();
     EXPECT_FALSE(c.finish);
-    EXPECT_EQ(12, c.as<ZUL_QueryOrderExecutionEx>().m_Userid);
-    EXPECT_EQ(9, c.as<ZUL_QueryOrderExecutionEx>().m_SideType);
+    EXPECT_EQ(12, +c.as<ZUL_QueryOrderExecutionEx>().m_Userid);
+    EXPECT_EQ(9, +c.as<ZUL_QueryOrderExecutionEx>().m_SideType);
 
     rewind_account_quote_response quote;
     quote.m_last_record_flag = 1;
@@ -163,7 +163,7 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
     c = only_call();
     EXPECT_TRUE(c.finish);
     EXPECT_EQ("Q1", c.account);
-    EXPECT_EQ(13, c.as<ZUL_QueryAccountQuote>().m_Userid);
+    EXPECT_EQ(13, +c.as<ZUL_QueryAccountQuote>().m_Userid);
 
     rewind_account_arbi_order_response arbi;
     arbi.m_last_record_flag = 2;
@@ -172,7 +172,7 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
     ASSERT_EQ(144u, feed(bytes_of(arbi)));
     c = only_call();
     EXPECT_FALSE(c.finish);
-    EXPECT_EQ(6, c.as<ZUL_QueryAccountArbiOrder>().m_OrderType);
+    EXPECT_EQ(6, +c.as<ZUL_QueryAccountArbiOrder>().m_OrderType);
 
     set_generation(true);
     m_book.clear();
@@ -183,7 +183,7 @@ TEST_F(Translators, ReplayedStreamsCloseOnFlagOneOnlyAndKeepTheUserId) {
     c = only_call();
     EXPECT_EQ(SLOT_EXEC_EX, c.slot);
     EXPECT_TRUE(c.finish);
-    EXPECT_EQ(15, c.as<ZUL_QueryOrderExecutionEx>().m_Userid);
+    EXPECT_EQ(15, +c.as<ZUL_QueryOrderExecutionEx>().m_Userid);
 }
 
 TEST_F(Translators, OrderTextsAtTheEdgesOfTheirFields) {
@@ -217,7 +217,7 @@ TEST_F(Translators, ExecutionTextsAtTheEdgesOfTheirFields) {
     ZUL_QueryOrderExecutionEx r = only_call().as<ZUL_QueryOrderExecutionEx>();
     EXPECT_EQ(chars('E', 24) + '\0', field_bytes(r.m_MarketExecID));
     EXPECT_EQ(chars('S', 19) + '\0', field_bytes(r.m_Symbol)) << "cut to 19";
-    EXPECT_EQ(0, r.m_ExecutionID);
+    EXPECT_EQ(0, +r.m_ExecutionID);
 
     put(exec.m_market_exec_id, std::string("EX\0junk", 7));
     put(exec.m_symbol, std::string("SY\0junk", 7));
@@ -258,7 +258,7 @@ TEST_F(Translators, RiskTextsAtTheEdgesOfTheirFields) {
     ZUL_AccountSymbolRiskData r = only_call().as<ZUL_AccountSymbolRiskData>();
     EXPECT_EQ(chars('A', 16) + '\0', field_bytes(r.m_account_id));
     EXPECT_EQ(chars('S', 20), field_bytes(r.m_symbol));
-    EXPECT_EQ(0x0102030405060708ull, r.m_last_update_time) << "nothing beyond the symbol";
+    EXPECT_EQ(0x0102030405060708ull, +r.m_last_update_time) << "nothing beyond the symbol";
 
     put(sym.m_symbol, std::string("S\0junk", 6));
     ASSERT_EQ(448u, feed(bytes_of(sym)));
@@ -273,7 +273,7 @@ TEST_F(Translators, RiskTextsAtTheEdgesOfTheirFields) {
     ASSERT_EQ(84u, feed(bytes_of(acct)));
     const ZUL_AccountRiskData a = only_call().as<ZUL_AccountRiskData>();
     EXPECT_EQ(chars('H', 16) + '\0', field_bytes(a.m_account_id));
-    EXPECT_EQ(2.5, a.m_total_bp);
+    EXPECT_EQ(2.5, +a.m_total_bp);
 }
 
 TEST_F(Translators, EveryRefusalSubIdReachesItsSlotOrOnlyTheLog) {
