@@ -17,6 +17,9 @@
 class socket_cache_client;
 class socket_param;
 struct query_logon_msg_resp;
+struct hv27_rewind_order_execution_response;
+struct hv27_account_risk_real_data_resp;
+struct hv27_query_err_resp;
 
 // State of the connection as the reconnect thread sees it.
 enum E_CONNECT_STATUS : int {
@@ -145,8 +148,18 @@ public:
     // Symbols, combination rules, margin and fee rates (QueryClient_instrument.cpp).
     // Positions (QueryClient_position.cpp).
     // Orders, executions and quotes (QueryClient_order.cpp).
+    void ProcQueryAccountTradeOrderMsg(rewind_accoutn_order_response* pMsg);
+    void ProcQueryAccountTradeArbiOrderMsg(rewind_account_arbi_order_response* pMsg);
+    void ProcQueryAccountTradeExecutionpMsg(rewind_order_execution_response* pMsg);
+    void ProcQueryAccountTradeExecutionpMsg(hv27_rewind_order_execution_response* pMsg);
+    void ProcQueryAccountTradeExecutionpMsgEx(rewind_order_execution_response_ex* pMsg);
+    void ProcQueryAccountQuoteMsg(rewind_account_quote_response* pMsg);
     // Risk data (QueryClient_risk.cpp).
+    void ProcAccountRealDataResp(account_risk_real_data_resp* pMsg);
+    void ProcAccountRealDataResp(hv27_account_risk_real_data_resp* pMsg);
+    void ProcAccountSymbolRealDataResp(account_symbol_real_data_resp* pMsg);
     // Refused queries (QueryClient_error.cpp).
+    void ProQueryErrRespMsg(hv27_query_err_resp* pMsg);
 
     // Calls the callback in slot, if there is one, with this client as handle.
     // The slot is read once, so a concurrent unregistration cannot make it null

@@ -48,8 +48,33 @@ const dispatch_row DISPATCH_TABLE[] = {
     // Symbols, combination rules, margin and fee rates.
     // Positions.
     // Orders, executions and quotes.
+    ZUL_DISPATCH(REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX, ANY_GENERATION,
+                 rewind_order_execution_response_ex, ProcQueryAccountTradeExecutionpMsgEx,
+                 "proc rewind_order_execution_response_ex"),
+    ZUL_DISPATCH(REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID, ANY_GENERATION,
+                 rewind_accoutn_order_response, ProcQueryAccountTradeOrderMsg,
+                 "proc rewind_accoutn_order_response"),
+    ZUL_DISPATCH(REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID, HV27_ONLY,
+                 hv27_rewind_order_execution_response, ProcQueryAccountTradeExecutionpMsg,
+                 "proc hv27_rewind_order_execution_response"),
+    ZUL_DISPATCH(REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID, OTHER_ONLY,
+                 rewind_order_execution_response, ProcQueryAccountTradeExecutionpMsg,
+                 "proc rewind_order_execution_response"),
+    ZUL_DISPATCH(REWIND_ACCOUNT_QUOTE_RESP_MSG_ID, ANY_GENERATION, rewind_account_quote_response,
+                 ProcQueryAccountQuoteMsg, "proc rewind_account_quote_response"),
+    ZUL_DISPATCH(REWIND_ACCOUNT_ARBI_ORDER_RESP_MSG_ID, ANY_GENERATION,
+                 rewind_account_arbi_order_response, ProcQueryAccountTradeArbiOrderMsg,
+                 "proc rewind_account_arbi_order_response"),
     // Risk data.
+    ZUL_DISPATCH(QUERY_ACCOUNT_RISK_DATA_RESP_MSG_ID, HV27_ONLY, hv27_account_risk_real_data_resp,
+                 ProcAccountRealDataResp, "proc account_risk_real_data_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_RISK_DATA_RESP_MSG_ID, OTHER_ONLY, account_risk_real_data_resp,
+                 ProcAccountRealDataResp, "proc account_risk_real_data_resp"),
+    ZUL_DISPATCH(QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID, ANY_GENERATION, account_symbol_real_data_resp,
+                 ProcAccountSymbolRealDataResp, "proc account_symbol_real_data_resp"),
     // Refused queries.
+    ZUL_DISPATCH(QUERY_ERR_RESP_MSG_ID, ANY_GENERATION, hv27_query_err_resp, ProQueryErrRespMsg,
+                 "proc query_err_resp"),
 };
 
 #undef ZUL_DISPATCH
