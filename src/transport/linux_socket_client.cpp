@@ -1,9 +1,8 @@
 #include "transport/linux_socket_client.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,16 +24,6 @@ const unsigned int STOP_POLL_MICRO_SEC = 1000;
 // About 5 s of polls before a thread that doesn't leave is cancelled.
 const int STOP_POLLS_BEFORE_CANCEL = 5000;
 const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
-
-sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port) {
-    sockaddr_in addr;
-    memset(&addr, 0, sizeof(addr));
-    addr.sin_family = AF_INET;
-    // A text that is no address leaves 0.0.0.0; the connect or bind then decides.
-    inet_aton(ip.c_str(), &addr.sin_addr);
-    addr.sin_port = htons(port);
-    return addr;
-}
 
 const char* error_text(int err, char* buf, size_t len) {
     return strerror_r(err, buf, len);
@@ -193,14 +182,7 @@ void socket_client::close_descriptors() {
 }
 
 bool socket_client::set_sock_options(const int& sock) {
-    int on = 1;
-    if (setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) != 0)
-        return false;
-    // close() drops what is unsent and resets the connection.
-    linger lin;
-    lin.l_onoff = 1;
-    lin.l_linger = 0;
-    return setsockopt(sock, SOL_SOCKET, SO_LINGER, &lin, sizeof(lin)) == 0;
+    return set_tcp_client_options(sock);
 }
 
 bool socket_client::start_client_event_thread() {
@@ -404,6 +386,32 @@ bool socket_client::sock_close() {
     if (was_connected)
         event_client_disconnect(true);
     return result;
+}
+
+bool socket_client::get_local_ip(unsigned char* local_ip) {
+    int sock = m_socket.load();
+    if (sock == -1 || local_ip == nullptr)
+        return false;
+    sockaddr_in local;
+    memset(&local, 0, sizeof(local));
+    socklen_t len = sizeof(local);
+    // A socket that has no local address (any more) has nothing to tell.
+    if (getsockname(sock, reinterpret_cast<sockaddr*>(&local), &len) != 0)
+        return false;
+    memcpy(local_ip, &local.sin_addr, 4);
+    return true;
+}
+
+bool socket_client::get_local_mac(unsigned char* p_mac) {
+    unsigned char local_ip[4];
+    if (p_mac == nullptr || !get_local_ip(local_ip))
+        return false;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0)
+        return false;
+    bool found = find_mac_of_ip(list, local_ip, p_mac);
+    freeifaddrs(list);
+    return found;
 }
 
 void socket_client::log_msg(const char* msg) {
