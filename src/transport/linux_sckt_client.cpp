@@ -148,20 +148,12 @@ bool sckt_client::open_connection(int sckt) {
     if (epoll_handle < 0)
         return false;
     m_epoll_handle.store(epoll_handle);
-    epoll_event watch = {};
-    watch.events = WATCHED_EVENTS;
-    watch.data.fd = sckt;
-    return epoll_ctl(epoll_handle, EPOLL_CTL_ADD, sckt, &watch) >= 0;
+    return epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, sckt, WATCHED_EVENTS) >= 0;
 }
 
 void sckt_client::close_descriptors() {
-    // The number must not stay behind once closed: it can come back for another file.
-    int epoll_handle = m_epoll_handle.exchange(-1);
-    if (epoll_handle != -1)
-        close(epoll_handle);
-    int sckt = m_sckt.exchange(-1);
-    if (sckt != -1)
-        close(sckt);
+    close_descriptor_kq(m_epoll_handle);
+    close_descriptor_kq(m_sckt);
 }
 
 bool sckt_client::set_sock_options(const int& sock) {
@@ -329,10 +321,8 @@ bool sckt_client::event_client_receive() {
 }
 
 bool sckt_client::event_client_send() {
-    epoll_event watch = {};
-    watch.events = WATCHED_EVENTS_NO_OUT;
-    watch.data.fd = m_sckt.load();
-    if (epoll_ctl(m_epoll_handle.load(), EPOLL_CTL_MOD, watch.data.fd, &watch) != 0)
+    int epoll_handle = m_epoll_handle.load();
+    if (epoll_watch_kq(epoll_handle, EPOLL_CTL_MOD, m_sckt.load(), WATCHED_EVENTS_NO_OUT) != 0)
         return false;
     report_user(EVENT_SEND, 0, nullptr, 0);
     return true;

@@ -141,11 +141,7 @@ bool socket_client::open_connection(int sock, const std::string* local_ip,
     if (epoll_handle < 0)
         return false;
     m_epoll_handle.store(epoll_handle);
-    epoll_event watch;
-    memset(&watch, 0, sizeof(watch));
-    watch.events = WATCHED_EVENTS;
-    watch.data.fd = sock;
-    return epoll_ctl(epoll_handle, EPOLL_CTL_ADD, sock, &watch) >= 0;
+    return epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, sock, WATCHED_EVENTS) >= 0;
 }
 
 bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned short local_port) {
@@ -172,13 +168,8 @@ void socket_client::abandon_connection() {
 }
 
 void socket_client::close_descriptors() {
-    // The number must not stay behind once closed: it can come back for another file.
-    int epoll_handle = m_epoll_handle.exchange(-1);
-    if (epoll_handle != -1)
-        close(epoll_handle);
-    int sock = m_socket.exchange(-1);
-    if (sock != -1)
-        close(sock);
+    close_descriptor_kq(m_epoll_handle);
+    close_descriptor_kq(m_socket);
 }
 
 bool socket_client::set_sock_options(const int& sock) {
@@ -343,11 +334,7 @@ bool socket_client::event_client_receive() {
 }
 
 bool socket_client::event_client_send() {
-    epoll_event watch;
-    memset(&watch, 0, sizeof(watch));
-    watch.events = WATCHED_EVENTS;
-    watch.data.fd = m_socket.load();
-    if (epoll_ctl(m_epoll_handle.load(), EPOLL_CTL_MOD, watch.data.fd, &watch) != 0)
+    if (epoll_watch_kq(m_epoll_handle.load(), EPOLL_CTL_MOD, m_socket.load(), WATCHED_EVENTS) != 0)
         return false;
     report_user(EVENT_SEND, 0, nullptr, 0, 0);
     return true;

@@ -5,6 +5,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -86,6 +87,20 @@ bool set_tcp_client_options(int sock) {
     lin.l_onoff = 1;
     lin.l_linger = 0;
     return setsockopt(sock, SOL_SOCKET, SO_LINGER, &lin, sizeof(lin)) == 0;
+}
+
+int epoll_watch_kq(int epoll_handle, int op, int sock, uint32_t events) {
+    epoll_event watch;
+    memset(&watch, 0, sizeof(watch));
+    watch.events = events;
+    watch.data.fd = sock;
+    return epoll_ctl(epoll_handle, op, sock, &watch);
+}
+
+void close_descriptor_kq(std::atomic<int>& fd) {
+    int old = fd.exchange(-1);
+    if (old != -1)
+        close(old);
 }
 
 std::string get_local_ip(std::string str_eth) {

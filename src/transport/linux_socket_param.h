@@ -3,6 +3,8 @@
 
 #include <netinet/in.h>
 
+#include <atomic>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,11 @@ sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port);
 // TCP_NODELAY on, and SO_LINGER on with a time of 0, so that close() drops what is
 // unsent and resets the connection. False as soon as one option fails.
 bool set_tcp_client_options(int sock);
+// epoll_ctl for one socket, with `events` and data.fd = sock; its result.
+int epoll_watch_kq(int epoll_handle, int op, int sock, uint32_t events);
+// Closes the descriptor in `fd`, if any, after leaving -1 there: the number must not
+// stay behind once closed, as it can come back for another file.
+void close_descriptor_kq(std::atomic<int>& fd);
 
 // One IPv4 address of one interface and that interface's hardware address.
 struct ip_and_mac {

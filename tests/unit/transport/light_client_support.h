@@ -6,6 +6,10 @@
 
 #include <sys/socket.h>
 
+#include <chrono>
+#include <string>
+#include <thread>
+
 #include "loopback_server.h"
 #include "transport/linux_sckt_client.h"
 #include "transport/sckt_param.h"
@@ -50,6 +54,19 @@ struct light_session {
     C client;
     int peer = -1;
 };
+
+// `n` bytes of a repeating alphabet.
+inline std::string pattern(size_t n) {
+    std::string s(n, ' ');
+    for (size_t i = 0; i < n; ++i)
+        s[i] = static_cast<char>('a' + i % 26);
+    return s;
+}
+
+// A window in which a call that must not come would have come.
+inline void quiet_window() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+}
 
 // True once the far side reads the end of the connection (0, or a reset).
 inline bool peer_sees_end(int peer) {
