@@ -1,9 +1,8 @@
 #include "transport/linux_socket_client.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,16 +24,6 @@ const unsigned int STOP_POLL_MICRO_SEC = 1000;
 // About 5 s of polls before a thread that doesn't leave is cancelled.
 const int STOP_POLLS_BEFORE_CANCEL = 5000;
 const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
-
-sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port) {
-    sockaddr_in addr;
-    memset(&addr, 0, sizeof(addr));
-    addr.sin_family = AF_INET;
-    // A text that is no address leaves 0.0.0.0; the connect or bind then decides.
-    inet_aton(ip.c_str(), &addr.sin_addr);
-    addr.sin_port = htons(port);
-    return addr;
-}
 
 const char* error_text(int err, char* buf, size_t len) {
     return strerror_r(err, buf, len);
@@ -152,11 +141,7 @@ bool socket_client::open_connection(int sock, const std::string* local_ip,
     if (epoll_handle < 0)
         return false;
     m_epoll_handle.store(epoll_handle);
-    epoll_event watch;
-    memset(&watch, 0, sizeof(watch));
-    watch.events = WATCHED_EVENTS;
-    watch.data.fd = sock;
-    return epoll_ctl(epoll_handle, EPOLL_CTL_ADD, sock, &watch) >= 0;
+    return epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, sock, WATCHED_EVENTS) >= 0;
 }
 
 bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned short local_port) {
@@ -183,25 +168,14 @@ void socket_client::abandon_connection() {
 }
 
 void socket_client::close_descriptors() {
-    // The number must not stay behind once closed: it can come back for another file.
-    int epoll_handle = m_epoll_handle.exchange(-1);
-    if (epoll_handle != -1)
-        close(epoll_handle);
+    close_descriptor_kq(m_epoll_handle);
+    // A send in progress finishes before its socket is closed.
     std::lock_guard<std::mutex> guard(m_socket_mutex);
-    int sock = m_socket.exchange(-1);
-    if (sock != -1)
-        close(sock);
+    close_descriptor_kq(m_socket);
 }
 
 bool socket_client::set_sock_options(const int& sock) {
-    int on = 1;
-    if (setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) != 0)
-        return false;
-    // close() drops what is unsent and resets the connection.
-    linger lin;
-    lin.l_onoff = 1;
-    lin.l_linger = 0;
-    return setsockopt(sock, SOL_SOCKET, SO_LINGER, &lin, sizeof(lin)) == 0;
+    return set_tcp_client_options(sock);
 }
 
 bool socket_client::start_client_event_thread() {
@@ -363,11 +337,7 @@ bool socket_client::event_client_receive() {
 }
 
 bool socket_client::event_client_send() {
-    epoll_event watch;
-    memset(&watch, 0, sizeof(watch));
-    watch.events = WATCHED_EVENTS;
-    watch.data.fd = m_socket.load();
-    if (epoll_ctl(m_epoll_handle.load(), EPOLL_CTL_MOD, watch.data.fd, &watch) != 0)
+    if (epoll_watch_kq(m_epoll_handle.load(), EPOLL_CTL_MOD, m_socket.load(), WATCHED_EVENTS) != 0)
         return false;
     report_user(EVENT_SEND, 0, nullptr, 0, 0);
     return true;
@@ -415,6 +385,32 @@ bool socket_client::sock_close() {
     if (was_connected)
         event_client_disconnect(true);
     return result;
+}
+
+bool socket_client::get_local_ip(unsigned char* local_ip) {
+    int sock = m_socket.load();
+    if (sock == -1 || local_ip == nullptr)
+        return false;
+    sockaddr_in local;
+    memset(&local, 0, sizeof(local));
+    socklen_t len = sizeof(local);
+    // A socket that has no local address (any more) has nothing to tell.
+    if (getsockname(sock, reinterpret_cast<sockaddr*>(&local), &len) != 0)
+        return false;
+    memcpy(local_ip, &local.sin_addr, 4);
+    return true;
+}
+
+bool socket_client::get_local_mac(unsigned char* p_mac) {
+    unsigned char local_ip[4];
+    if (p_mac == nullptr || !get_local_ip(local_ip))
+        return false;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0)
+        return false;
+    bool found = find_mac_of_ip(list, local_ip, p_mac);
+    freeifaddrs(list);
+    return found;
 }
 
 void socket_client::log_msg(const char* msg) {

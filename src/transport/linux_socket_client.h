@@ -37,6 +37,13 @@ public:
     bool sock_close();
     int sock_send(const char* buff, int len);
     int get_sock() { return m_socket.load(); }
+    // The four octets of the connection's local address, first first; false without
+    // a socket.
+    bool get_local_ip(unsigned char* local_ip);
+    // The six bytes of the hardware address of the interface that carries the
+    // connection; false, and nothing written, without a socket, without such an
+    // interface ("lo" is never one) or when it has no readable hardware address.
+    bool get_local_mac(unsigned char* p_mac);
 
 protected:
     virtual bool event_client_close();
