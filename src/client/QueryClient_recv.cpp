@@ -45,8 +45,36 @@ const dispatch_row DISPATCH_TABLE[] = {
     // Logon, password, accounts and balances.
     ZUL_DISPATCH(QUERY_LOGON_MSG_RESP_MSG_ID, ANY_GENERATION, query_logon_msg_resp,
                  ProcQueryPortLogonRespMsg, "proc query_logon_msg_resp"),
+    ZUL_DISPATCH(CHANGE_PASSWORD_RESP_MSG_ID, ANY_GENERATION, change_password_resp,
+                 ProcChangePwdRespMsg, "proc change_password_resp"),
+    ZUL_DISPATCH(QUERY_USER_ACCOUNT_RESP_MSG_ID, ANY_GENERATION, query_user_account_resp,
+                 ProcQueryUserAccountRespMsg, "proc query_user_account_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_BP_RESP_MSG_ID, ANY_GENERATION, query_account_bp_resp,
+                 ProcQueryAccountBpResp, "proc query_account_bp_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_BP_DETAIL_RESP_MSG_ID, ANY_GENERATION, query_account_bp_detail_resp,
+                 ProcQueryAccountBpDetailResp, "proc query_account_bp_detail_resp"),
+    ZUL_DISPATCH(REPORT_ACCOUNT_BP_MSG_ID, ANY_GENERATION, report_account_bp, ProcAccountBpReport,
+                 "proc report_account_bp"),
+    ZUL_DISPATCH(ACCOUNT_CASH_INOUT_NOTIFY, ANY_GENERATION, account_cash_inout_notify,
+                 ProcAccountCashInOutNotify, "proc account_cash_inout_notify"),
     // Symbols, combination rules, margin and fee rates.
+    ZUL_DISPATCH(QUERY_SYMBOL_RESP_MSG_ID, ANY_GENERATION, query_symbol_resp,
+                 ProcQuerySymbolRespMsg, "proc query_symbol_resp"),
+    ZUL_DISPATCH(QUERY_COMBO_RULE_RESP_MSG_ID, ANY_GENERATION, query_combo_rule_resp,
+                 ProcQueryComboRuleRespMsg, "proc query_combo_rule_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_MARGIN_RESP_MSG_ID, ANY_GENERATION, query_account_margin_resp,
+                 ProcQueryAccountMarginRespMsg, "proc query_account_margin_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_FEE_RESP_MSG_ID, ANY_GENERATION, query_account_fee_resp,
+                 ProcQueryAccountFeeRespMsg, "proc query_account_fee_resp"),
     // Positions.
+    ZUL_DISPATCH(QUERY_ACCOUNT_FUT_POSITION_RESP_MSG_ID, ANY_GENERATION,
+                 query_account_fut_position_resp, ProcQueryAccountFutPositionRespMsg,
+                 "proc query_account_fut_position_resp"),
+    ZUL_DISPATCH(QUERY_ACCOUNT_OPT_POSITION_RESP_MSG_ID, ANY_GENERATION,
+                 query_account_opt_position_resp, ProcQueryAccountOptionPositionRespMsg,
+                 "proc query_account_opt_position_resp"),
+    ZUL_DISPATCH(QUERY_COMBO_POSITION_RESP_MSG_ID, ANY_GENERATION, query_combo_position_resp,
+                 ProcQueryAccountComboPositionRespMsg, "proc query_combo_position_resp"),
     // Orders, executions and quotes.
     // Risk data.
     // Refused queries.
