@@ -38,27 +38,26 @@ R zeroed() {
     return r;
 }
 
-// The bytes of any field, in hex, so that texts, integers and reals compare bit for
-// bit and a difference shows where it is.
-template <class T>
-std::string field_bytes(const T& v) {
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(&v);
-    std::string out;
-    char hex[4];
-    for (size_t i = 0; i < sizeof(T); ++i) {
-        snprintf(hex, sizeof(hex), "%02x ", p[i]);
-        out += hex;
-    }
-    return out;
-}
-
-#define EXPECT_SAME_FIELD(expected, actual, field) \
-    EXPECT_EQ(field_bytes((expected).field), field_bytes((actual).field)) << #field
-
-// A whole record, after the field-by-field comparisons: catches a field the list forgot.
+// A delivered record against the one the test built from the wire record, byte for
+// byte: every field at once, texts with their terminators, reals bit for bit. The
+// offsets that differ are named.
 template <class R>
-void expect_same_bytes(const R& expected, const R& actual) {
-    EXPECT_EQ(field_bytes(expected), field_bytes(actual));
+void expect_same_record(const R& expected, const R& actual) {
+    const unsigned char* e = reinterpret_cast<const unsigned char*>(&expected);
+    const unsigned char* a = reinterpret_cast<const unsigned char*>(&actual);
+    std::string offsets, want, got;
+    char hex[4];
+    for (size_t i = 0; i < sizeof(R); ++i) {
+        if (e[i] == a[i])
+            continue;
+        offsets += " " + std::to_string(i);
+        snprintf(hex, sizeof(hex), " %02x", e[i]);
+        want += hex;
+        snprintf(hex, sizeof(hex), " %02x", a[i]);
+        got += hex;
+    }
+    EXPECT_TRUE(offsets.empty()) << "bytes differ at offsets" << offsets << "\n  expected" << want
+                                 << "\n  actual  " << got;
 }
 
 template <class R>
@@ -305,12 +304,11 @@ inline std::string text_of(const char* field, size_t width) {
 }
 
 // A whole stream as the caller must see it: one call per data record, mapped and
-// compared by the test's own functions, each with bFinish false and error id 0; then
+// compared with the record the test built, each with bFinish false and error id 0; then
 // exactly one call with bFinish true, an all-zero record and error id 0. Where the
 // callback takes an account text, account_of gives the text each call must show.
 template <class R, class W>
 void expect_stream(const record_list<R>& got, const std::vector<W>& wire, R (*expected)(const W&),
-                   void (*compare)(const R&, const R&),
                    std::string (*account_of)(const W&) = nullptr) {
     ASSERT_FALSE(wire.empty()) << "the simulator serves no such stream";
     ASSERT_EQ(wire.size(), got.size()) << "one call per data record and one to finish";
@@ -322,7 +320,7 @@ void expect_stream(const record_list<R>& got, const std::vector<W>& wire, R (*ex
         if (last)
             EXPECT_TRUE(all_zero(got[i].record)) << "the closing call carries a zeroed record";
         else
-            compare(expected(wire[i]), got[i].record);
+            expect_same_record(expected(wire[i]), got[i].record);
         if (account_of != nullptr) {
             EXPECT_EQ(account_of(wire[i]), got[i].account);
             EXPECT_TRUE(got[i].account_terminated);
