@@ -17,30 +17,37 @@ namespace {
 
 const ZUL_QueryErrorId NO_ERROR_ID = 0;
 
-void fill_account_info(ZUL_AccountInfo& r, const query_user_account_resp& m) {
+// The balance figures that the account list, the BP answer and the BP detail all
+// carry, each at offsets of its own.
+template <class Public, class Wire>
+void fill_balance(Public& r, const Wire& m) {
     account_copy(r.m_Account, m.m_account_id);
-    r.m_Previlege = static_cast<ZUL_Previlege>(m.m_previlege);
     r.m_InitialBp = m.m_initial_bp;
     r.m_AvailableBp = m.m_available_bp;
     r.m_Margin = m.m_margin;
     r.m_FrozenMargin = m.m_frozen_margin;
     r.m_CommissionFee = m.m_commission_fee;
     r.m_FrozenCommission = m.m_frozen_commission;
+}
+
+// What the BP answer and the BP detail add to the balance.
+template <class Public, class Wire>
+void fill_bp_totals(Public& r, const Wire& m) {
+    fill_balance(r, m);
+    r.m_OvnInitMargin = m.m_ovn_init_margin;
+    r.m_TotalLiquidPL = m.m_total_liquid_pl;
+    r.m_TotalMarketPL = m.m_total_market_pl;
+}
+
+void fill_account_info(ZUL_AccountInfo& r, const query_user_account_resp& m) {
+    fill_balance(r, m);
+    r.m_Previlege = static_cast<ZUL_Previlege>(m.m_previlege);
     r.m_AccountIdx = m.m_account_idx;
 }
 
 // The BP answer and the pushed BP report share this layout and this mapping.
 void fill_bp(ZUL_AccountBP& r, const query_account_bp_resp& m) {
-    account_copy(r.m_Account, m.m_account_id);
-    r.m_InitialBp = m.m_initial_bp;
-    r.m_AvailableBp = m.m_available_bp;
-    r.m_Margin = m.m_margin;
-    r.m_FrozenMargin = m.m_frozen_margin;
-    r.m_CommissionFee = m.m_commission_fee;
-    r.m_FrozenCommission = m.m_frozen_commission;
-    r.m_OvnInitMargin = m.m_ovn_init_margin;
-    r.m_TotalLiquidPL = m.m_total_liquid_pl;
-    r.m_TotalMarketPL = m.m_total_market_pl;
+    fill_bp_totals(r, m);
     r.m_AccountIdx = m.m_account_idx;
 }
 
@@ -50,23 +57,14 @@ void fill_bp(ZUL_AccountBP& r, const query_account_bp_resp& m) {
 void fill_bp_detail(ZUL_AccountBPDetail& r, const query_account_bp_detail_resp& m) {
     const hv27_query_account_bp_detail_resp& hv27 =
         reinterpret_cast<const hv27_query_account_bp_detail_resp&>(m);
-    account_copy(r.m_Account, m.m_account_id);
+    fill_bp_totals(r, m);
     r.m_InitialEquity = m.m_initial_equity;
-    r.m_InitialBp = m.m_initial_bp;
-    r.m_OvnInitMargin = m.m_ovn_init_margin;
-    r.m_AvailableBp = m.m_available_bp;
-    r.m_Margin = m.m_margin;
-    r.m_FrozenMargin = m.m_frozen_margin;
-    r.m_CommissionFee = m.m_commission_fee;
-    r.m_FrozenCommission = m.m_frozen_commission;
     r.m_OptPremiumBalance = m.m_opt_premium_balance;
     r.m_OptFrozenPremium = m.m_opt_frozen_premium;
     r.m_CommDeclarationFee = m.m_comm_declaration_fee;
     r.m_StepDeclarationFee = m.m_step_declaration_fee;
     r.m_CashInTotal = m.m_cash_in_total;
     r.m_CashOutTotal = m.m_cash_out_total;
-    r.m_TotalLiquidPL = m.m_total_liquid_pl;
-    r.m_TotalMarketPL = m.m_total_market_pl;
     r.m_RiskRate = m.m_risk_rate;
     r.m_PushMode = static_cast<unsigned char>(hv27.m_push_mode);
     r.m_AmountCount = static_cast<ZUL_INT8>(m.m_amount_count);
@@ -85,7 +83,8 @@ void fill_cash_inout(ZUL_AccountCashInout& r, const account_cash_inout_notify& m
 
 void CQueryClient::ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg) {
     // Byte 51 tells the generation, for a refused logon too, before anything else.
-    const hv27_query_logon_msg_resp* hv27 = reinterpret_cast<const hv27_query_logon_msg_resp*>(pMsg);
+    const hv27_query_logon_msg_resp* hv27 =
+        reinterpret_cast<const hv27_query_logon_msg_resp*>(pMsg);
     m_bHv27Server = hv27->m_version_flag == HV27_VERSION_FLAG;
 
     ZUL_QueryLogonResponse logon;

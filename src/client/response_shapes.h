@@ -42,9 +42,15 @@ struct account_text {
     char m_text[sizeof(AccountID) + 1];
 };
 
-template <class Public>
-inline void zero_record(Public& record) {
+// A public record on the stack, all zero, filled from the wire unless it stands for a
+// closing record.
+template <class Public, class Wire>
+Public built_record(const Wire& wire, void (*fill)(Public&, const Wire&), bool with_data) {
+    Public record;
     memset(static_cast<void*>(&record), 0, sizeof(Public));
+    if (with_data)
+        fill(record, wire);
+    return record;
 }
 
 // One message of a stream. A non-zero last-record flag, whatever its value, marks the
@@ -58,11 +64,8 @@ void stream_message(CQueryClient& client, const std::atomic<Callback>& slot, con
     // An empty slot drops the message: nothing to build.
     if (slot.load() == nullptr)
         return;
-    Public record;
-    zero_record(record);
     const bool finish = last_record_flag(wire) != 0;
-    if (!finish)
-        fill(record, wire);
+    Public record = built_record(wire, fill, !finish);
     client.fire_event(slot, lead..., &record, finish, static_cast<ZUL_QueryErrorId>(0));
 }
 
@@ -85,9 +88,7 @@ void account_message(CQueryClient& client, const std::atomic<Callback>& slot, co
                      void (*fill)(Public&, const Wire&), Tail... tail) {
     if (slot.load() == nullptr)
         return;
-    Public record;
-    zero_record(record);
-    fill(record, wire);
+    Public record = built_record(wire, fill, true);
     client.fire_event(slot, static_cast<const char*>(record.m_Account), &record, tail...);
 }
 

@@ -21,33 +21,42 @@ const char FULL_ACCOUNT[] = "ACCT-FULL-WIDE16";  // fills the 16 wire bytes
 
 // ---- The mapping, as the caller must see it.
 
+// Read at the wire offsets, not through the record's declaration.
+template <class T>
+T at(const void* record, size_t offset) {
+    T v;
+    memcpy(&v, static_cast<const char*>(record) + offset, sizeof(T));
+    return v;
+}
+
+// The account id and the six balance figures that follow it in order: initial and
+// available BP, margin, frozen margin, commission, frozen commission.
+template <class R>
+void expect_balance(R& e, const void* w, size_t account_at, size_t figures_at) {
+    memcpy(e.m_Account, static_cast<const char*>(w) + account_at, 16);  // 17th byte stays 0
+    e.m_InitialBp = at<double>(w, figures_at);
+    e.m_AvailableBp = at<double>(w, figures_at + 8);
+    e.m_Margin = at<double>(w, figures_at + 16);
+    e.m_FrozenMargin = at<double>(w, figures_at + 24);
+    e.m_CommissionFee = at<double>(w, figures_at + 32);
+    e.m_FrozenCommission = at<double>(w, figures_at + 40);
+}
+
 ZUL_AccountInfo expected_info(const query_user_account_resp& w) {
     ZUL_AccountInfo e = zeroed<ZUL_AccountInfo>();
-    memcpy(e.m_Account, w.m_account_id, 16);  // the 17th byte stays 0
-    e.m_Previlege = static_cast<int>(w.m_previlege);
-    e.m_InitialBp = w.m_initial_bp;
-    e.m_AvailableBp = w.m_available_bp;
-    e.m_Margin = w.m_margin;
-    e.m_FrozenMargin = w.m_frozen_margin;
-    e.m_CommissionFee = w.m_commission_fee;
-    e.m_FrozenCommission = w.m_frozen_commission;
-    e.m_AccountIdx = w.m_account_idx;
+    expect_balance(e, &w, 13, 33);
+    e.m_Previlege = at<int>(&w, 29);
+    e.m_AccountIdx = at<unsigned char>(&w, 81);
     return e;
 }
 
 ZUL_AccountBP expected_bp(const query_account_bp_resp& w) {
     ZUL_AccountBP e = zeroed<ZUL_AccountBP>();
-    memcpy(e.m_Account, w.m_account_id, 16);
-    e.m_InitialBp = w.m_initial_bp;
-    e.m_AvailableBp = w.m_available_bp;
-    e.m_Margin = w.m_margin;
-    e.m_FrozenMargin = w.m_frozen_margin;
-    e.m_CommissionFee = w.m_commission_fee;
-    e.m_FrozenCommission = w.m_frozen_commission;
-    e.m_OvnInitMargin = w.m_ovn_init_margin;
-    e.m_TotalLiquidPL = w.m_total_liquid_pl;
-    e.m_TotalMarketPL = w.m_total_market_pl;
-    e.m_AccountIdx = w.m_account_idx;
+    expect_balance(e, &w, 12, 32);
+    e.m_OvnInitMargin = at<double>(&w, 80);
+    e.m_TotalLiquidPL = at<double>(&w, 88);
+    e.m_TotalMarketPL = at<double>(&w, 96);
+    e.m_AccountIdx = at<unsigned char>(&w, 104);
     return e;
 }
 
