@@ -145,8 +145,21 @@ public:
     // calls its slot. They run on the transport's receive thread.
     // Logon, password, accounts and balances (QueryClient_account.cpp).
     void ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg);
+    void ProcChangePwdRespMsg(change_password_resp* pMsg);
+    void ProcQueryUserAccountRespMsg(query_user_account_resp* pMsg);
+    void ProcQueryAccountBpResp(query_account_bp_resp* pMsg);
+    void ProcQueryAccountBpDetailResp(query_account_bp_detail_resp* pMsg);
+    void ProcAccountBpReport(report_account_bp* pMsg);
+    void ProcAccountCashInOutNotify(account_cash_inout_notify* pMsg);
     // Symbols, combination rules, margin and fee rates (QueryClient_instrument.cpp).
+    void ProcQuerySymbolRespMsg(query_symbol_resp* pMsg);
+    void ProcQueryComboRuleRespMsg(query_combo_rule_resp* pMsg);
+    void ProcQueryAccountMarginRespMsg(query_account_margin_resp* pMsg);
+    void ProcQueryAccountFeeRespMsg(query_account_fee_resp* pMsg);
     // Positions (QueryClient_position.cpp).
+    void ProcQueryAccountFutPositionRespMsg(query_account_fut_position_resp* pMsg);
+    void ProcQueryAccountOptionPositionRespMsg(query_account_opt_position_resp* pMsg);
+    void ProcQueryAccountComboPositionRespMsg(query_combo_position_resp* pMsg);
     // Orders, executions and quotes (QueryClient_order.cpp).
     void ProcQueryAccountTradeOrderMsg(rewind_accoutn_order_response* pMsg);
     void ProcQueryAccountTradeArbiOrderMsg(rewind_account_arbi_order_response* pMsg);
