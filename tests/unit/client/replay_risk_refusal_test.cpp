@@ -37,9 +37,9 @@ std::string chars(char c, size_t n) {
     return std::string(n, c);
 }
 
-class Translators : public ::testing::Test {
+class ReplayTranslators : public ::testing::Test {
 protected:
-    Translators() : m_client(nullptr), m_book(&m_client) {}
+    ReplayTranslators() : m_client(nullptr), m_book(&m_client) {}
 
     // Offers bytes as the transport would and returns what the loop consumed.
     unsigned int feed(const std::string& bytes) {
@@ -80,7 +80,7 @@ struct sized_message {
 
 }  // namespace
 
-TEST_F(Translators, EachMessageTakesTheSizeOfItsGeneration) {
+TEST_F(ReplayTranslators, EachMessageTakesTheSizeOfItsGeneration) {
     const sized_message table[] = {
         {1063, false, 112, SLOT_EXEC_EX},     {1063, true, 112, SLOT_EXEC_EX},
         {1064, false, 24, SLOT_ORDER},        {1064, true, 24, SLOT_ORDER},
@@ -110,7 +110,7 @@ TEST_F(Translators, EachMessageTakesTheSizeOfItsGeneration) {
     }
 }
 
-TEST_F(Translators, OrderStreamClosesOnFlagOneOnlyAndKeepsTheUserId) {
+TEST_F(ReplayTranslators, OrderStreamClosesOnFlagOneOnlyAndKeepsTheUserId) {
     rewind_accoutn_order_response order;
     order.m_user_id = 4242;
     put(order.m_account_id, "ACCT-FULL-WIDE16");
@@ -135,7 +135,7 @@ TEST_F(Translators, OrderStreamClosesOnFlagOneOnlyAndKeepsTheUserId) {
     EXPECT_EQ(bytes_of(closing), c.record);
 }
 
-TEST_F(Translators, OrderTextsAtTheEdgesOfTheirFields) {
+TEST_F(ReplayTranslators, OrderTextsAtTheEdgesOfTheirFields) {
     rewind_accoutn_order_response order;
     put(order.m_symbol, chars('S', 20));
     put(order.m_market_order_id, chars('M', 24));
@@ -158,7 +158,7 @@ TEST_F(Translators, OrderTextsAtTheEdgesOfTheirFields) {
     EXPECT_EQ(padded(std::string("ID\0junk", 7), 25), field_bytes(r.m_MarketOrderId));
 }
 
-TEST_F(Translators, ExecutionTextsAtTheEdgesOfTheirFields) {
+TEST_F(ReplayTranslators, ExecutionTextsAtTheEdgesOfTheirFields) {
     rewind_order_execution_response_ex exec;
     put(exec.m_market_exec_id, chars('E', 24));
     put(exec.m_symbol, chars('S', 20));
@@ -182,7 +182,7 @@ TEST_F(Translators, ExecutionTextsAtTheEdgesOfTheirFields) {
               field_bytes(only_call().as<ZUL_QueryOrderExecution>().m_MarketExecID));
 }
 
-TEST_F(Translators, QuoteTextsAreCopiedWhole) {
+TEST_F(ReplayTranslators, QuoteTextsAreCopiedWhole) {
     rewind_account_quote_response quote;
     put(quote.m_symbol, std::string("Q\0junk", 6));
     put(quote.m_mkt_quote_id, std::string("MQ\0junk", 7));
@@ -198,7 +198,7 @@ TEST_F(Translators, QuoteTextsAreCopiedWhole) {
     EXPECT_EQ(chars('R', 24), field_bytes(r.m_ReqForQuoteID));
 }
 
-TEST_F(Translators, RiskTextsAtTheEdgesOfTheirFields) {
+TEST_F(ReplayTranslators, RiskTextsAtTheEdgesOfTheirFields) {
     account_symbol_real_data_resp sym;
     put(sym.m_account_id, chars('A', 16));
     put(sym.m_symbol, chars('S', 20));
@@ -225,7 +225,7 @@ TEST_F(Translators, RiskTextsAtTheEdgesOfTheirFields) {
     EXPECT_EQ(2.5, +a.m_total_bp);
 }
 
-TEST_F(Translators, EveryRefusalSubIdReachesItsSlotOrOnlyTheLog) {
+TEST_F(ReplayTranslators, EveryRefusalSubIdReachesItsSlotOrOnlyTheLog) {
     const std::map<int, record_slot> rows = {
         {71, SLOT_ACCOUNT},    {72, SLOT_SYMBOL}, {73, SLOT_POSITION},    {74, SLOT_ORDER},
         {76, SLOT_COMBO_RULE}, {77, SLOT_MARGIN}, {78, SLOT_FEE},         {79, SLOT_COMBO_POSITION},
