@@ -33,8 +33,8 @@ endif()
 # object face's two classes (members, typeinfo, typeinfo name, vtable).
 set(public_re "^(KQZUL_[A-Za-z0-9_]+|CreateZULQueryApi|DestroyZULQueryApi)$")
 set(class_re "^_Z(N|NK|TI|TS|TV)(11ZULQueryApi|13ZULQueryEvent)")
-# Not ours: standard library instantiations and what the linker defines.
-set(std_re "^_Z(N|NK|TI|TS|TV|GV|TT|TH|TW)?(St|Sa|Ss|Si|So|Sd|N?9__gnu_cxx|ZNSt|ZNKSt)")
+# What the linker itself defines. Nothing else may leave: the version script keeps
+# even standard library instantiations inside.
 set(linker_re "^(_init|_fini|_edata|_end|__bss_start|_DYNAMIC|_GLOBAL_OFFSET_TABLE_)$")
 
 set(bad "")
@@ -42,7 +42,7 @@ foreach(sym IN LISTS exported)
     if(sym MATCHES "${public_re}" OR sym MATCHES "${class_re}")
         continue()
     endif()
-    if(sym MATCHES "${std_re}" OR sym MATCHES "${linker_re}")
+    if(sym MATCHES "${linker_re}")
         continue()
     endif()
     list(APPEND bad "${sym}")
