@@ -62,13 +62,17 @@ private:
     pthread_rwlock_t mt;
 };
 
-// Scoped holders. Releasing is final: once unlock() has run the locker has
-// forgotten its lock and its destructor does nothing.
-class mutex_locker {
+// Scoped holder of any lock with lock() and unlock(), locked from construction.
+// Releasing is final: once unlock() has run the locker has forgotten its lock and
+// its destructor does nothing. A null lock gives a locker that holds nothing.
+template <typename T>
+class template_mutex_locker {
 public:
-    explicit mutex_locker(mutex_lock* lock) : m_lock(lock) { this->lock(); }
-    explicit mutex_locker(mutex_lock& lock) : m_lock(&lock) { this->lock(); }
-    ~mutex_locker() { unlock(); }
+    explicit template_mutex_locker(T* lock) : m_lock(lock) { this->lock(); }
+    explicit template_mutex_locker(T& lock) : m_lock(&lock) { this->lock(); }
+    ~template_mutex_locker() { unlock(); }
+    template_mutex_locker(const template_mutex_locker&) = delete;
+    template_mutex_locker& operator=(const template_mutex_locker&) = delete;
     void unlock() {
         if (m_lock != nullptr) {
             m_lock->unlock();
@@ -78,36 +82,22 @@ public:
 
 protected:
     void lock() {
-        if (m_lock != nullptr) m_lock->lock();
+        if (m_lock != nullptr)
+            m_lock->lock();
     }
-    mutex_locker(const mutex_locker&);
-    mutex_locker& operator=(const mutex_locker&);
 
 private:
-    mutex_lock* m_lock;
+    T* m_lock;
 };
 
-class spin_locker {
+class mutex_locker : public template_mutex_locker<mutex_lock> {
 public:
-    explicit spin_locker(spin_lock* lock) : m_lock(lock) { this->lock(); }
-    explicit spin_locker(spin_lock& lock) : m_lock(&lock) { this->lock(); }
-    ~spin_locker() { unlock(); }
-    void unlock() {
-        if (m_lock != nullptr) {
-            m_lock->unlock();
-            m_lock = nullptr;
-        }
-    }
+    using template_mutex_locker<mutex_lock>::template_mutex_locker;
+};
 
-protected:
-    void lock() {
-        if (m_lock != nullptr) m_lock->lock();
-    }
-    spin_locker(const spin_locker&);
-    spin_locker& operator=(const spin_locker&);
-
-private:
-    spin_lock* m_lock;
+class spin_locker : public template_mutex_locker<spin_lock> {
+public:
+    using template_mutex_locker<spin_lock>::template_mutex_locker;
 };
 
 // Shared and exclusive holders; the lock pointer must not be null.

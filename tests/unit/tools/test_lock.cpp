@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "tools/lock.h"
@@ -132,3 +133,9 @@ TEST(MutexLock, GuardsACounterAcrossThreads) {
     for (auto& t : ts) t.join();
     EXPECT_EQ(80000, counter);
 }
+
+// Lockers own a held lock: a copy would unlock it twice.
+static_assert(!std::is_copy_constructible<mutex_locker>::value, "mutex_locker must not copy");
+static_assert(!std::is_copy_assignable<mutex_locker>::value, "mutex_locker must not copy");
+static_assert(!std::is_copy_constructible<spin_locker>::value, "spin_locker must not copy");
+static_assert(!std::is_copy_constructible<template_mutex_locker<null_lock>>::value, "no copy");
