@@ -280,9 +280,9 @@ void Printer::print_one(const std::vector<Column>& columns, const Row& row) {
     for (const Column& c : columns)
         widths.push_back(c.natural_width);
     std::vector<std::string> names = names_of(columns);
-    if (names != m_last_header) {
+    if (std::find(m_announced.begin(), m_announced.end(), names) == m_announced.end()) {
         header(columns, widths);
-        m_last_header = std::move(names);
+        m_announced.push_back(std::move(names));
     }
     line(columns, row, widths);
     ++m_rows;

@@ -38,7 +38,7 @@ Row row_of(const RecordDesc& desc, const void* record);
 
 // Writes rows in one of the formats. print_all fits a table to the rows it is given;
 // print_one serves rows that arrive one at a time, with columns of natural width and a
-// header again whenever the columns change.
+// header the first time each set of columns shows.
 class Printer {
 public:
     Printer(FILE* out, OutputFormat format) : m_out(out), m_format(format) {}
@@ -53,7 +53,7 @@ private:
 
     FILE* m_out;
     OutputFormat m_format;
-    std::vector<std::string> m_last_header;  // print_one: the columns last announced
+    std::vector<std::vector<std::string>> m_announced;  // print_one: headers written
     size_t m_rows = 0;                       // rows written so far
 };
 

@@ -183,6 +183,9 @@ int take_stop_signal() {
 
 Session::Session(const Settings& settings) : m_settings(settings) {
     m_handle = create_client(settings, this);
+    // The transport's event loop notices the close at the end of a run within one
+    // wait: a short one lets zulq exit at once.
+    KQZUL_SetQueryMaxWaitTime(m_handle, 20);
     register_callbacks(m_handle);
 }
 
