@@ -452,6 +452,11 @@ struct Case {
     bool exec_with_symbol = false;
 };
 
+// Names the case in gtest's messages instead of dumping its bytes.
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << c.name;
+}
+
 #define FLAG(W) offsetof(W, m_last_record_flag)
 
 std::vector<Case> cases() {
