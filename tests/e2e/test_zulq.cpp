@@ -418,38 +418,172 @@ void compare(const Fields& row, const Expect& e, const std::set<std::string>* qu
     }
 }
 
-// The data records of an answer: a list without its closing record. Orders, executions
-// and quotes close on a flag of exactly 1; the other lists on any non-zero flag.
+// Every list record has its last-record flag right behind the 8-byte header.
+constexpr size_t kFlagAt = 8;
+static_assert(offsetof(query_user_account_resp, m_last_record_flag) == kFlagAt, "");
+static_assert(offsetof(query_account_opt_position_resp, last_record_flag) == kFlagAt, "");
+static_assert(offsetof(rewind_account_quote_response, m_last_record_flag) == kFlagAt, "");
+
+// Orders, executions and quotes close on a flag of exactly 1; other lists on any
+// non-zero flag.
+bool closes_on_one_only(uint16_t id) {
+    return id == 1074 || id == 1075 || id == 1063 || id == 1095 || id == 1098;
+}
+
+// What the server sent as data: a list without its closing record, or the one record of
+// a single answer.
 std::vector<zulsim::Bytes> data_records(const zulsim::DataSet& d, uint16_t id,
-                                        const std::string& account, size_t flag_at,
-                                        bool one_closes) {
+                                        const std::string& account, bool single) {
     std::vector<zulsim::Bytes> out;
     const std::vector<zulsim::Bytes>* all = d.find(id, account);
     EXPECT_NE(nullptr, all) << id << " " << account;
-    if (all == nullptr)
-        return out;
-    for (const zulsim::Bytes& b : *all) {
-        const bool closing =
-            flag_at != SIZE_MAX && (one_closes ? b[flag_at] == 1 : b[flag_at] != 0);
-        if (!closing)
-            out.push_back(b);
+    for (size_t i = 0; all != nullptr && i < all->size(); ++i) {
+        const unsigned char flag = single ? 0 : (*all)[i][kFlagAt];
+        if (closes_on_one_only(id) ? flag != 1 : flag == 0)
+            out.push_back((*all)[i]);
     }
     return out;
 }
 
-constexpr size_t kSingle = SIZE_MAX;  // a single answer: no last-record flag
+using Expectation = std::vector<Expect> (*)(const zulsim::Bytes&);
+
+std::vector<Expect> account_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_user_account_resp>(b);
+    return {txt("Account", text(w.m_account_id, 16)), num("Previlege", w.m_previlege),
+            dbl("AvailableBp", w.m_available_bp), num("AccountIdx", w.m_account_idx)};
+}
+std::vector<Expect> position_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_fut_position_resp>(b);
+    return {txt("ActId", text(w.m_account_id, 16)), txt("Symbol", text(w.m_symbol, 19)),
+            num("PosiDirection", w.m_posi_direction), dbl("OvnMargin", w.m_ovn_occupied_margin)};
+}
+std::vector<Expect> option_position_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_opt_position_resp>(b);
+    return {txt("ActId", text(w.account_id, 16)),
+            txt("Symbol", text(w.full_symbol, 19)),
+            txt("CallPut", text(&w.call_put, 1)),
+            unum("ExpireDate", atoi(text(w.expire_date, 9).c_str())),
+            num("CurOvnQty", w.cur_ovn_qty),
+            dbl("AvgPrice", w.avg_price)};
+}
+std::vector<Expect> combo_position_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_combo_position_resp>(b);
+    return {txt("ComboSymbol", text(w.m_combo_symbol, 79)), num("Qty", w.m_qty),
+            dbl("ReturnMargin", w.m_return_margin)};
+}
+std::vector<Expect> margin_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_margin_resp>(b);
+    return {txt("Symbol", text(w.m_symbol, 20)), txt("ProdID", text(w.m_prod_id, 31)),
+            dbl("LongMarginRatio", w.m_long_margin_ratio)};
+}
+std::vector<Expect> fee_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_fee_resp>(b);
+    return {txt("Symbol", text(w.m_symbol, 19)), num("PositionDir", w.m_pos_dir == 1 ? 1 : 5),
+            dbl("CloseTodayRatioByVolume", w.m_close_today_ratio_by_volume)};
+}
+std::vector<Expect> order_fields(const zulsim::Bytes& b) {
+    auto w = wire<rewind_accoutn_order_response>(b);
+    return {txt("Symbol", text(w.m_symbol, 20)),
+            txt("Account", text(w.m_account_id, 16)),
+            tim("Timestamp", w.m_timestamp),
+            tim("CloseTime", w.m_close_time),
+            txt("MarketOrderId", text(w.m_market_order_id, 24)),
+            dbl("Price", w.m_price),
+            num("MinQty", w.m_minimum_quantity),
+            num("Userid", w.m_user_id)};
+}
+std::vector<Expect> arbi_order_fields(const zulsim::Bytes& b) {
+    auto w = wire<rewind_account_arbi_order_response>(b);
+    return {txt("Symbol", text(w.m_symbol, 20)), tim("CloseTime", w.m_close_time),
+            num("OrderType", w.m_order_type)};
+}
+std::vector<Expect> execution_fields(const zulsim::Bytes& b) {
+    auto w = wire<rewind_order_execution_response>(b);
+    return {tim("Timestamp", w.m_timestamp), txt("MarketExecID", text(w.m_market_exec_id, 24)),
+            dbl("ExecutionPrice", w.m_execution_price), num("ExecutionID", 0)};
+}
+// Short executions shown in the extended form: symbol and side empty.
+std::vector<Expect> execution_as_extended_fields(const zulsim::Bytes& b) {
+    std::vector<Expect> e = execution_fields(b);
+    e.push_back(txt("Symbol", ""));
+    e.push_back(num("SideType", 0));
+    return e;
+}
+std::vector<Expect> execution_ex_fields(const zulsim::Bytes& b) {
+    auto w = wire<rewind_order_execution_response_ex>(b);
+    return {tim("Timestamp", w.m_timestamp), txt("Symbol", text(w.m_symbol, 19)),
+            num("SideType", w.m_side_type)};
+}
+std::vector<Expect> hv27_execution_fields(const zulsim::Bytes& b) {
+    auto w = wire<hv27_rewind_order_execution_response>(b);
+    return {txt("Symbol", text(w.m_symbol, 19)), num("SideType", w.m_side_type),
+            txt("MarketExecID", text(w.m_market_exec_id, 24))};
+}
+std::vector<Expect> quote_fields(const zulsim::Bytes& b) {
+    auto w = wire<rewind_account_quote_response>(b);
+    return {txt("Symbol", text(w.m_symbol, 20)), txt("MarketQuoteId", text(w.m_mkt_quote_id, 24)),
+            txt("ReqForQuoteID", text(w.m_req_for_quote_id, 24)), num("BidQty", w.m_bid_volume),
+            dbl("AskPrice", w.m_ask_price)};
+}
+std::vector<Expect> symbol_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_symbol_resp>(b);
+    const bool option = w.m_instrument_type == SEC_TYPE_OPTION;
+    return {num("SecType", w.m_instrument_type),
+            txt("Symbol", text(w.m_symbol, 20)),
+            txt("ProdID", text(w.m_product_id, 31)),
+            txt("SymbolName", option ? "" : text(w.m_instrument_name, 21)),
+            txt("UnderlyingSymbol", option ? text(w.m_underlying_fut_symbol, 20) : ""),
+            dbl("StrikePrice", option ? w.m_strike_price : 0.0)};
+}
+std::vector<Expect> combo_rule_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_combo_rule_resp>(b);
+    return {txt("Trading_date", text(w.m_trading_date, 9)),
+            txt("ComboSymbol", text(w.m_combo_symbol, 80)),
+            txt("FirstSymbol", text(w.m_combo_leg1, 20)), dbl("SecondRegion", w.m_region_leg2)};
+}
+std::vector<Expect> bp_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_bp_resp>(b);
+    return {txt("Account", text(w.m_account_id, 16)), dbl("TotalMarketPL", w.m_total_market_pl),
+            num("AccountIdx", w.m_account_idx)};
+}
+std::vector<Expect> bp_detail_fields(const zulsim::Bytes& b) {
+    auto w = wire<query_account_bp_detail_resp>(b);
+    return {txt("Account", text(w.m_account_id, 16)), dbl("RiskRate", w.m_risk_rate),
+            num("AmountCount", static_cast<long long>(w.m_amount_count)),
+            num("PushMode", static_cast<unsigned char>(w.m_reserved1))};
+}
+std::vector<Expect> cash_fields(const zulsim::Bytes& b) {
+    auto w = wire<account_cash_inout_notify>(b);
+    return {txt("Account", text(w.m_account_id, 16)), dbl("CashInOut", w.m_cash_in_out)};
+}
+std::vector<Expect> risk_fields(const zulsim::Bytes& b) {
+    auto w = wire<account_risk_real_data_resp>(b);
+    const account_risk_real_data r = w.m_account_risk_real_data;
+    return {txt("account_id", text(w.m_account_id, 16)),
+            tim("last_update_time", w.m_last_update_time),
+            dbl("total_bp", r.m_bp),
+            num("34_limit_val_1", r.m_34_limit_val_1),
+            dbl("39_limit_val", w.m_account_mpl_data.m_39_limit_val),
+            num("27_accumulate_val", w.m_27_accumulate_val)};
+}
+std::vector<Expect> symbol_risk_fields(const zulsim::Bytes& b) {
+    auto w = wire<account_symbol_real_data_resp>(b);
+    return {txt("symbol", text(w.m_symbol, 20)),
+            dbl("7_limit_val", w.m_account_symbol_risk_data.m_7_limit_val),
+            num("onp_long_pos_qty", w.m_account_symbol_risk_data.m_onp_long_pos_qty),
+            dbl("46_accumulate_val", w.m_46_accumulate_val)};
+}
 
 struct Case {
-    std::string name;
+    const char* name;
     std::vector<std::string> command;
     uint16_t response;
-    std::string account;  // key of the answer in the data set
-    size_t flag_at;       // offset of the last-record flag, or kSingle
-    bool one_closes;
-    size_t columns;
-    std::function<std::vector<Expect>(const zulsim::Bytes&)> expect;
-    bool hv27 = false;
-    bool exec_with_symbol = false;
+    const char* account;  // key of the answer in the data set
+    bool single;
+    size_t columns;  // fields of the public record
+    Expectation expect;
+    bool hv27;
+    bool exec_with_symbol;
 };
 
 // Names the case in gtest's messages instead of dumping its bytes.
@@ -457,367 +591,40 @@ void PrintTo(const Case& c, std::ostream* os) {
     *os << c.name;
 }
 
-#define FLAG(W) offsetof(W, m_last_record_flag)
+const bool L = false, S = true;  // list, single answer
 
-std::vector<Case> cases() {
-    std::vector<Case> c;
-    c.push_back({"Accounts",
-                 {"accounts"},
-                 1071,
-                 "",
-                 FLAG(query_user_account_resp),
-                 false,
-                 9,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_user_account_resp>(b);
-                     return std::vector<Expect>{txt("Account", text(w.m_account_id, 16)),
-                                                num("Previlege", w.m_previlege),
-                                                dbl("AvailableBp", w.m_available_bp),
-                                                dbl("FrozenCommission", w.m_frozen_commission),
-                                                num("AccountIdx", w.m_account_idx)};
-                 }});
-    auto position = [](const zulsim::Bytes& b) {
-        auto w = wire<query_account_fut_position_resp>(b);
-        return std::vector<Expect>{
-            txt("ActId", text(w.m_account_id, 16)),    txt("Symbol", text(w.m_symbol, 19)),
-            num("PosiDirection", w.m_posi_direction),  num("TodayQty", w.m_today_qty),
-            dbl("OvnMargin", w.m_ovn_occupied_margin), dbl("PositionCost", w.m_pos_cost),
-            num("HedgeFlag", w.m_hedge_flag)};
-    };
-    c.push_back({"Positions",
-                 {"positions", "ZQ7"},
-                 1073,
-                 "ZQ7",
-                 FLAG(query_account_fut_position_resp),
-                 false,
-                 12,
-                 position});
-    c.push_back({"PositionsOfAFullWidthAccount",
-                 {"positions", "ACCT-FULL-WIDE16"},
-                 1073,
-                 "ACCT-FULL-WIDE16",
-                 FLAG(query_account_fut_position_resp),
-                 false,
-                 12,
-                 position});
-    c.push_back({"NoPositions",
-                 {"positions", "EMPTY-01"},
-                 1073,
-                 "EMPTY-01",
-                 FLAG(query_account_fut_position_resp),
-                 false,
-                 12,
-                 position});
-    auto option_position = [](const zulsim::Bytes& b) {
-        auto w = wire<query_account_opt_position_resp>(b);
-        return std::vector<Expect>{txt("ActId", text(w.account_id, 16)),
-                                   txt("Symbol", text(w.full_symbol, 19)),
-                                   txt("UnderlyingSymbol", text(w.underlying_symbol, 19)),
-                                   txt("CallPut", text(&w.call_put, 1)),
-                                   unum("ExpireDate", atoi(text(w.expire_date, 9).c_str())),
-                                   num("CurOvnQty", w.cur_ovn_qty),
-                                   num("CurTodayQty", w.cur_today_qty),
-                                   dbl("AvgPrice", w.avg_price)};
-    };
-    c.push_back({"OptionPositions",
-                 {"option-positions", "ACCT-FULL-WIDE16"},
-                 1092,
-                 "ACCT-FULL-WIDE16",
-                 offsetof(query_account_opt_position_resp, last_record_flag),
-                 false,
-                 19,
-                 option_position});
-    c.push_back({"PositionsOfSecTypeOption",
-                 {"positions", "ZQ7", "--sec-type", "option"},
-                 1092,
-                 "ZQ7",
-                 offsetof(query_account_opt_position_resp, last_record_flag),
-                 false,
-                 19,
-                 option_position});
-    c.push_back({"ComboPositions",
-                 {"combo-positions", "ZQ7"},
-                 1079,
-                 "ZQ7",
-                 FLAG(query_combo_position_resp),
-                 false,
-                 12,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_combo_position_resp>(b);
-                     return std::vector<Expect>{txt("Account", text(w.m_account_id, 16)),
-                                                txt("ComboSymbol", text(w.m_combo_symbol, 79)),
-                                                txt("FirstSymbol", text(w.m_first_symbol, 19)),
-                                                num("Qty", w.m_qty),
-                                                dbl("ReturnMargin", w.m_return_margin)};
-                 }});
-    c.push_back({"Margin",
-                 {"margin", "ACCT-FULL-WIDE16"},
-                 1077,
-                 "ACCT-FULL-WIDE16",
-                 FLAG(query_account_margin_resp),
-                 false,
-                 6,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_account_margin_resp>(b);
-                     return std::vector<Expect>{txt("Symbol", text(w.m_symbol, 20)),
-                                                txt("ProdID", text(w.m_prod_id, 31)),
-                                                num("ExchangeID", w.m_exchange_id),
-                                                dbl("LongMarginRatio", w.m_long_margin_ratio)};
-                 }});
-    c.push_back({"Fees",
-                 {"fees", "ZQ7"},
-                 1078,
-                 "ZQ7",
-                 FLAG(query_account_fee_resp),
-                 false,
-                 11,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_account_fee_resp>(b);
-                     return std::vector<Expect>{
-                         txt("Symbol", text(w.m_symbol, 19)), txt("ProdID", text(w.m_prod_id, 31)),
-                         num("PositionDir", w.m_pos_dir == 1 ? 1 : 5),
-                         dbl("CloseTodayRatioByVolume", w.m_close_today_ratio_by_volume)};
-                 }});
-    c.push_back({"Orders",
-                 {"orders", "ACCT-FULL-WIDE16"},
-                 1074,
-                 "ACCT-FULL-WIDE16",
-                 FLAG(rewind_accoutn_order_response),
-                 true,
-                 21,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<rewind_accoutn_order_response>(b);
-                     return std::vector<Expect>{txt("Symbol", text(w.m_symbol, 20)),
-                                                txt("Account", text(w.m_account_id, 16)),
-                                                tim("Timestamp", w.m_timestamp),
-                                                tim("CloseTime", w.m_close_time),
-                                                txt("MarketOrderId", text(w.m_market_order_id, 24)),
-                                                dbl("Price", w.m_price),
-                                                num("MinQty", w.m_minimum_quantity),
-                                                num("OrderStatus", w.m_order_state),
-                                                num("ForceCloseReason", 0),
-                                                num("Userid", w.m_user_id)};
-                 }});
-    c.push_back({"ArbiOrders",
-                 {"arbi-orders", "ZQ7"},
-                 1098,
-                 "ZQ7",
-                 FLAG(rewind_account_arbi_order_response),
-                 true,
-                 19,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<rewind_account_arbi_order_response>(b);
-                     return std::vector<Expect>{
-                         txt("Symbol", text(w.m_symbol, 20)), tim("CloseTime", w.m_close_time),
-                         txt("MarketOrderId", text(w.m_market_order_id, 24)),
-                         num("OrderType", w.m_order_type), num("FilledQty", w.m_filled_qty)};
-                 }});
-    auto execution = [](const zulsim::Bytes& b) {
-        auto w = wire<rewind_order_execution_response>(b);
-        return std::vector<Expect>{tim("Timestamp", w.m_timestamp),
-                                   txt("MarketExecID", text(w.m_market_exec_id, 24)),
-                                   dbl("ExecutionPrice", w.m_execution_price),
-                                   num("ExecutionID", 0), num("LegNo", w.m_leg_no)};
-    };
-    c.push_back({"Executions",
-                 {"executions", "ZQ7"},
-                 1075,
-                 "ZQ7",
-                 FLAG(rewind_order_execution_response),
-                 true,
-                 10,
-                 execution});
-    c.push_back({"ExecutionsExtendedOnRequest",
-                 {"executions", "ZQ7", "--extended"},
-                 1075,
-                 "ZQ7",
-                 FLAG(rewind_order_execution_response),
-                 true,
-                 12,
-                 [=](const zulsim::Bytes& b) {
-                     std::vector<Expect> e = execution(b);
-                     e.push_back(txt("Symbol", ""));
-                     e.push_back(num("SideType", 0));
-                     return e;
-                 }});
-    auto execution_ex = [](const zulsim::Bytes& b) {
-        auto w = wire<rewind_order_execution_response_ex>(b);
-        return std::vector<Expect>{
-            tim("Timestamp", w.m_timestamp), txt("MarketExecID", text(w.m_market_exec_id, 24)),
-            txt("Symbol", text(w.m_symbol, 19)), num("SideType", w.m_side_type),
-            dbl("ExecutionPrice", w.m_execution_price)};
-    };
-    Case ex1063{"ExecutionsOfTheExtendedMessage",
-                {"executions", "ACCT-FULL-WIDE16"},
-                1063,
-                "ACCT-FULL-WIDE16",
-                FLAG(rewind_order_execution_response_ex),
-                true,
-                12,
-                execution_ex};
-    ex1063.exec_with_symbol = true;
-    c.push_back(ex1063);
-    Case hv27ex{"ExecutionsFromAnHv27Server",
-                {"executions", "ZQ7"},
-                1075,
-                "ZQ7",
-                FLAG(hv27_rewind_order_execution_response),
-                true,
-                12,
-                [](const zulsim::Bytes& b) {
-                    auto w = wire<hv27_rewind_order_execution_response>(b);
-                    return std::vector<Expect>{
-                        tim("Timestamp", w.m_timestamp), txt("Symbol", text(w.m_symbol, 19)),
-                        num("SideType", w.m_side_type), num("OrderType", w.m_order_type)};
-                }};
-    hv27ex.hv27 = true;
-    c.push_back(hv27ex);
-    c.push_back({"Quotes",
-                 {"quotes", "ACCT-FULL-WIDE16"},
-                 1095,
-                 "ACCT-FULL-WIDE16",
-                 FLAG(rewind_account_quote_response),
-                 true,
-                 25,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<rewind_account_quote_response>(b);
-                     return std::vector<Expect>{
-                         txt("Symbol", text(w.m_symbol, 20)),
-                         txt("MarketQuoteId", text(w.m_mkt_quote_id, 24)),
-                         txt("ReqForQuoteID", text(w.m_req_for_quote_id, 24)),
-                         num("BidQty", w.m_bid_volume),
-                         dbl("AskPrice", w.m_ask_price),
-                         num("BidState", w.m_bid_state)};
-                 }});
-    c.push_back({"Symbols",
-                 {"symbols"},
-                 1072,
-                 "",
-                 FLAG(query_symbol_resp),
-                 false,
-                 24,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_symbol_resp>(b);
-                     const bool option = w.m_instrument_type == SEC_TYPE_OPTION;
-                     return std::vector<Expect>{
-                         num("SecType", w.m_instrument_type),
-                         txt("Symbol", text(w.m_symbol, 20)),
-                         txt("ProdID", text(w.m_product_id, 31)),
-                         num("DeliveryYear", w.m_delivery_year),
-                         txt("SymbolName", option ? "" : text(w.m_instrument_name, 21)),
-                         txt("UnderlyingSymbol", option ? text(w.m_underlying_fut_symbol, 20) : ""),
-                         txt("CallPut", option ? text(&w.m_call_put, 1) : ""),
-                         dbl("StrikePrice", option ? w.m_strike_price : 0.0),
-                         num("StartDelivDate", option ? 0 : w.m_start_deliv_date)};
-                 }});
-    c.push_back({"ComboRules",
-                 {"combo-rules"},
-                 1076,
-                 "",
-                 FLAG(query_combo_rule_resp),
-                 false,
-                 14,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_combo_rule_resp>(b);
-                     return std::vector<Expect>{txt("Trading_date", text(w.m_trading_date, 9)),
-                                                txt("ComboSymbol", text(w.m_combo_symbol, 80)),
-                                                txt("FirstSymbol", text(w.m_combo_leg1, 20)),
-                                                num("Priority", w.m_priority),
-                                                dbl("SecondRegion", w.m_region_leg2)};
-                 }});
-    c.push_back({"Bp", {"bp", "ZQ7"}, 1081, "ZQ7", kSingle, false, 11, [](const zulsim::Bytes& b) {
-                     auto w = wire<query_account_bp_resp>(b);
-                     return std::vector<Expect>{txt("Account", text(w.m_account_id, 16)),
-                                                dbl("AvailableBp", w.m_available_bp),
-                                                dbl("TotalMarketPL", w.m_total_market_pl),
-                                                num("AccountIdx", w.m_account_idx)};
-                 }});
-    c.push_back({"BpDetail",
-                 {"bp-detail", "ACCT-FULL-WIDE16"},
-                 1088,
-                 "ACCT-FULL-WIDE16",
-                 kSingle,
-                 false,
-                 21,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<query_account_bp_detail_resp>(b);
-                     return std::vector<Expect>{
-                         txt("Account", text(w.m_account_id, 16)), dbl("RiskRate", w.m_risk_rate),
-                         num("AmountCount", static_cast<long long>(w.m_amount_count)),
-                         num("PushMode", static_cast<unsigned char>(w.m_reserved1)),
-                         num("AccountIdx", w.m_account_idx)};
-                 }});
-    Case hv27detail{"BpDetailFromAnHv27Server",
-                    {"bp-detail", "ZQ7"},
-                    1088,
-                    "ZQ7",
-                    kSingle,
-                    false,
-                    21,
-                    [](const zulsim::Bytes& b) {
-                        auto w = wire<hv27_query_account_bp_detail_resp>(b);
-                        return std::vector<Expect>{
-                            num("PushMode", static_cast<unsigned char>(w.m_push_mode)),
-                            num("AccountIdx", static_cast<unsigned char>(w.m_reserved[0])),
-                            dbl("CashOutTotal", w.m_cash_out_total)};
-                    }};
-    hv27detail.hv27 = true;
-    c.push_back(hv27detail);
-    c.push_back(
-        {"Cash", {"cash", "ZQ7"}, 1099, "ZQ7", kSingle, false, 5, [](const zulsim::Bytes& b) {
-             auto w = wire<account_cash_inout_notify>(b);
-             return std::vector<Expect>{txt("Account", text(w.m_account_id, 16)),
-                                        dbl("CashInOut", w.m_cash_in_out),
-                                        dbl("CashOutTotal", w.m_cash_out_total)};
-         }});
-    c.push_back(
-        {"Risk", {"risk", "ZQ7"}, 1082, "ZQ7", kSingle, false, 119, [](const zulsim::Bytes& b) {
-             auto w = wire<account_risk_real_data_resp>(b);
-             const account_risk_real_data r = w.m_account_risk_real_data;
-             return std::vector<Expect>{txt("account_id", text(w.m_account_id, 16)),
-                                        num("user_id", w.m_user_id),
-                                        tim("last_update_time", w.m_last_update_time),
-                                        dbl("total_bp", r.m_bp),
-                                        dbl("total_fee", r.m_fee),
-                                        num("34_limit_val_1", r.m_34_limit_val_1),
-                                        dbl("39_limit_val", w.m_account_mpl_data.m_39_limit_val),
-                                        num("27_accumulate_val", w.m_27_accumulate_val),
-                                        dbl("61_accumulate_val", w.m_61_accumulate_val)};
-         }});
-    Case hv27risk{"RiskFromAnHv27Server",
-                  {"risk", "ZQ7"},
-                  1082,
-                  "ZQ7",
-                  kSingle,
-                  false,
-                  119,
-                  [](const zulsim::Bytes& b) {
-                      auto w = wire<hv27_account_risk_real_data_resp>(b);
-                      return std::vector<Expect>{
-                          dbl("broker_margin", w.m_account_risk_real_data.m_broker_margin),
-                          dbl("39_limit_val", w.m_account_mpl_data.m_39_limit_val),
-                          num("1_limit_val", 0), dbl("63_accumulate_val", 0)};
-                  }};
-    hv27risk.hv27 = true;
-    c.push_back(hv27risk);
-    c.push_back({"SymbolRisk",
-                 {"symbol-risk", "ZQ7", "IF2412"},
-                 1083,
-                 "ZQ7",
-                 kSingle,
-                 false,
-                 52,
-                 [](const zulsim::Bytes& b) {
-                     auto w = wire<account_symbol_real_data_resp>(b);
-                     return std::vector<Expect>{
-                         txt("symbol", text(w.m_symbol, 20)),
-                         dbl("7_limit_val", w.m_account_symbol_risk_data.m_7_limit_val),
-                         num("onp_long_pos_qty", w.m_account_symbol_risk_data.m_onp_long_pos_qty),
-                         dbl("46_accumulate_val", w.m_46_accumulate_val),
-                         dbl("bmpl", w.m_symbol_account_risk_data.m_bmpl)};
-                 }});
-    return c;
-}
+// clang-format off
+const std::vector<Case> kCases = {
+    {"Accounts", {"accounts"}, 1071, "", L, 9, account_fields, false, false},
+    {"Positions", {"positions", "ZQ7"}, 1073, "ZQ7", L, 12, position_fields, false, false},
+    {"NoPositions", {"positions", "EMPTY-01"}, 1073, "EMPTY-01", L, 12, position_fields, false, false},
+    {"OptionPositions", {"option-positions", "ACCT-FULL-WIDE16"}, 1092, "ACCT-FULL-WIDE16", L, 19,
+     option_position_fields, false, false},
+    {"PositionsOfSecTypeOption", {"positions", "ZQ7", "--sec-type", "option"}, 1092, "ZQ7", L, 19,
+     option_position_fields, false, false},
+    {"ComboPositions", {"combo-positions", "ZQ7"}, 1079, "ZQ7", L, 12, combo_position_fields, false, false},
+    {"Margin", {"margin", "ACCT-FULL-WIDE16"}, 1077, "ACCT-FULL-WIDE16", L, 6, margin_fields, false, false},
+    {"Fees", {"fees", "ZQ7"}, 1078, "ZQ7", L, 11, fee_fields, false, false},
+    {"Orders", {"orders", "ACCT-FULL-WIDE16"}, 1074, "ACCT-FULL-WIDE16", L, 21, order_fields, false, false},
+    {"ArbiOrders", {"arbi-orders", "ZQ7"}, 1098, "ZQ7", L, 19, arbi_order_fields, false, false},
+    {"Executions", {"executions", "ZQ7"}, 1075, "ZQ7", L, 10, execution_fields, false, false},
+    {"ExecutionsExtendedOnRequest", {"executions", "ZQ7", "--extended"}, 1075, "ZQ7", L, 12,
+     execution_as_extended_fields, false, false},
+    {"ExecutionsOfTheExtendedMessage", {"executions", "ACCT-FULL-WIDE16"}, 1063, "ACCT-FULL-WIDE16", L,
+     12, execution_ex_fields, false, true},
+    {"ExecutionsFromAnHv27Server", {"executions", "ZQ7"}, 1075, "ZQ7", L, 12, hv27_execution_fields,
+     true, false},
+    {"Quotes", {"quotes", "ACCT-FULL-WIDE16"}, 1095, "ACCT-FULL-WIDE16", L, 25, quote_fields, false, false},
+    {"Symbols", {"symbols"}, 1072, "", L, 24, symbol_fields, false, false},
+    {"ComboRules", {"combo-rules"}, 1076, "", L, 14, combo_rule_fields, false, false},
+    {"Bp", {"bp", "ZQ7"}, 1081, "ZQ7", S, 11, bp_fields, false, false},
+    {"BpDetail", {"bp-detail", "ACCT-FULL-WIDE16"}, 1088, "ACCT-FULL-WIDE16", S, 21, bp_detail_fields,
+     false, false},
+    {"Cash", {"cash", "ZQ7"}, 1099, "ZQ7", S, 5, cash_fields, false, false},
+    {"Risk", {"risk", "ZQ7"}, 1082, "ZQ7", S, 119, risk_fields, false, false},
+    {"SymbolRisk", {"symbol-risk", "ZQ7", "IF2412"}, 1083, "ZQ7", S, 52, symbol_risk_fields, false, false},
+};
+// clang-format on
 
 // A simulator and the options that connect zulq to it, logs in a scratch folder.
 class ZulqServer {
@@ -867,15 +674,13 @@ TEST_P(ZulqCommand, PrintsWhatTheServerSentInEveryFormat) {
     o.exec_with_symbol = c.exec_with_symbol;
     ZulqServer server(o);
     const std::vector<zulsim::Bytes> served =
-        c.flag_at == kSingle
-            ? std::vector<zulsim::Bytes>{*server.sim().data().find(c.response, c.account)}
-            : data_records(server.sim().data(), c.response, c.account, c.flag_at, c.one_closes);
+        data_records(server.sim().data(), c.response, c.account, c.single);
     for (const std::string& format : kFormats) {
         std::vector<std::string> tail = c.command;
         if (!format.empty())
             tail.push_back(format);
         const Outcome o = run_zulq(server.args(tail));
-        const std::string where = c.name + " " + (format.empty() ? "table" : format);
+        const std::string where = std::string(c.name) + " " + (format.empty() ? "table" : format);
         ASSERT_EQ(0, o.code) << where << "\n" << describe(o);
         const Parsed p = parse(format, o.out);
         if (format.empty() || format == "--csv") {
@@ -891,7 +696,7 @@ TEST_P(ZulqCommand, PrintsWhatTheServerSentInEveryFormat) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryQuery, ZulqCommand, ::testing::ValuesIn(cases()),
+INSTANTIATE_TEST_SUITE_P(EveryQuery, ZulqCommand, ::testing::ValuesIn(kCases),
                          [](const ::testing::TestParamInfo<Case>& i) { return i.param.name; });
 
 // The arguments of the commands reach the request as the user gave them.
@@ -1171,21 +976,23 @@ TEST(Zulq, WatchPrintsPushedReportsAndNotices) {
     ASSERT_EQ(3u, p.rows.size()) << o.out;
 
     const zulsim::DataSet d = server.sim().data();
-    auto bp = [&](const std::string& account) {
-        return wire<report_account_bp>(d.find(1093, account)->front());
-    };
-    auto cash = wire<account_cash_inout_notify>(d.find(1099, "ACCT-FULL-WIDE16")->front());
-    EXPECT_EQ("bp-report", p.rows[0].at("Event"));
-    EXPECT_EQ("ZQ7", p.rows[0].at("Account"));
-    EXPECT_EQ(bp("ZQ7").m_available_bp, strtod(p.rows[0].at("AvailableBp").c_str(), nullptr));
-    EXPECT_EQ(12u, p.rows[0].size());  // Event and the 11 fields of ZUL_AccountBP
-    EXPECT_EQ("cash", p.rows[1].at("Event"));
-    EXPECT_EQ("ACCT-FULL-WIDE16", p.rows[1].at("Account"));
-    EXPECT_EQ(cash.m_cash_in_out, strtod(p.rows[1].at("CashInOut").c_str(), nullptr));
-    EXPECT_EQ(6u, p.rows[1].size());
-    EXPECT_EQ("ACCT-FULL-WIDE16", p.rows[2].at("Account"));
-    EXPECT_EQ(bp("ACCT-FULL-WIDE16").m_total_market_pl,
-              strtod(p.rows[2].at("TotalMarketPL").c_str(), nullptr));
+    auto served = [&](uint16_t id, const char* account) { return d.find(id, account)->front(); };
+    const auto zq7 = wire<report_account_bp>(served(1093, "ZQ7"));
+    const auto wide = wire<report_account_bp>(served(1093, "ACCT-FULL-WIDE16"));
+    const auto cash = wire<account_cash_inout_notify>(served(1099, "ACCT-FULL-WIDE16"));
+    const std::vector<std::vector<Expect>> want = {
+        {txt("Event", "bp-report"), txt("Account", "ZQ7"), dbl("AvailableBp", zq7.m_available_bp)},
+        {txt("Event", "cash"), txt("Account", "ACCT-FULL-WIDE16"),
+         dbl("CashInOut", cash.m_cash_in_out)},
+        {txt("Event", "bp-report"), txt("Account", "ACCT-FULL-WIDE16"),
+         dbl("TotalMarketPL", wide.m_total_market_pl)}};
+    // The Event column and the fields of ZUL_AccountBP or ZUL_AccountCashInout.
+    const size_t columns[] = {12, 6, 12};
+    for (size_t i = 0; i < want.size(); ++i) {
+        EXPECT_EQ(columns[i], p.rows[i].size()) << i;
+        for (const Expect& e : want[i])
+            compare(p.rows[i], e, &p.quoted[i], "event " + std::to_string(i));
+    }
 }
 
 // SIGTERM ends a watch well: zulq disconnects and exits with 0.

@@ -102,30 +102,6 @@ TEST(ZulqRecords, EveryDescriptionCoversItsRecordFieldByField) {
     }
 }
 
-TEST(ZulqRecords, ColumnsAreFieldNamesAndKindsFollowTheTypes) {
-    const RecordDesc& bp = record_desc<ZUL_AccountBP>();
-    EXPECT_EQ("Account", bp.fields.front().column);
-    EXPECT_EQ(FieldKind::text, field(bp, "Account").kind);
-    EXPECT_EQ(17u, field(bp, "Account").width);
-    EXPECT_EQ(FieldKind::real, field(bp, "AvailableBp").kind);
-    EXPECT_EQ(FieldKind::unsigned_int, field(bp, "AccountIdx").kind);
-
-    const RecordDesc& order = record_desc<ZUL_QueryAccountOrder>();
-    EXPECT_EQ(FieldKind::timestamp, field(order, "Timestamp").kind);
-    EXPECT_EQ(FieldKind::timestamp, field(order, "CloseTime").kind);
-    EXPECT_EQ(FieldKind::signed_int, field(order, "FilledQty").kind);
-    EXPECT_EQ(FieldKind::unsigned_int, field(order, "ExchengeID").kind);
-
-    EXPECT_EQ(FieldKind::character, field(record_desc<ZUL_SymbolField>(), "CallPut").kind);
-    EXPECT_EQ(FieldKind::signed_int, field(record_desc<ZUL_AccountBPDetail>(), "AmountCount").kind);
-    EXPECT_EQ(FieldKind::signed_int, field(record_desc<ZUL_AccountRiskData>(), "1_limit_val").kind);
-    EXPECT_EQ(FieldKind::timestamp,
-              field(record_desc<ZUL_AccountRiskData>(), "last_update_time").kind);
-    EXPECT_EQ(FieldKind::unsigned_int, field(record_desc<ZUL_AccountRiskData>(), "user_id").kind);
-    EXPECT_EQ(FieldKind::signed_int,
-              field(record_desc<ZUL_AccountSymbolRiskData>(), "fee_caculate_mode").kind);
-}
-
 // Values are read at their own width and sign: a one-byte field of 255 is not -1, a
 // negative direction is not four billion, an 8-byte count keeps its high bytes.
 TEST(ZulqFormat, NumbersReadAtTheirWidthAndSign) {
@@ -236,20 +212,6 @@ TEST(ZulqFormat, TableAlignsNumbersRightAndTextsLeft) {
         "ZQ7            5  x\n"
         "ACCOUNT-2  12345  long note\n",
         out);
-}
-
-TEST(ZulqFormat, CsvAndJsonOfAWholeAnswer) {
-    const std::vector<Column> columns = {{"A", false, 1}, {"B", true, 1}};
-    EXPECT_EQ("A,B\nx,1\ny,2\n", printed(OutputFormat::csv, [&](Printer& p) {
-                  p.print_all(columns, {{"x", "1"}, {"y", "2"}});
-              }));
-    EXPECT_EQ("A,B\n", printed(OutputFormat::csv, [&](Printer& p) { p.print_all(columns, {}); }));
-    EXPECT_EQ("{\"A\":\"x\",\"B\":1}\n", printed(OutputFormat::json, [&](Printer& p) {
-                  p.print_all(columns, {{"x", "1"}});
-              }));
-    EXPECT_EQ("A  x\nB  1\n\nA  y\nB  2\n", printed(OutputFormat::vertical, [&](Printer& p) {
-                  p.print_all(columns, {{"x", "1"}, {"y", "2"}});
-              }));
 }
 
 // Rows that stream in (watch) get a header once for each set of columns, however the
