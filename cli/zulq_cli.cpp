@@ -23,231 +23,124 @@ const RecordDesc* desc() {
     return &record_desc<R>();
 }
 
+// One request each; the answer comes through the callbacks of the command's records.
+int send_accounts(void* h, const CommandArgs&) {
+    return KQZUL_QueryUserAccount(h);
+}
+int send_bp(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountBP(h, account(a));
+}
+int send_bp_detail(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountBPDetail(h, account(a));
+}
+int send_cash(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountCashInOut(h, account(a));
+}
+int send_positions(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountPosition(h, account(a), sec_type(a));
+}
+int send_option_positions(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountPosition(h, account(a), SEC_TYPE_OPTION);
+}
+int send_combo_positions(void* h, const CommandArgs& a) {
+    return KQZUL_QueryComboPosition(h, account(a));
+}
+int send_margin(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountTradeMargin(h, account(a));
+}
+int send_fees(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountTradeFee(h, account(a), static_cast<ZUL_FeeSecType>(a.sec_type));
+}
+int send_orders(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountOrder(h, account(a), sec_type(a));
+}
+int send_arbi_orders(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountArbiOrder(h, account(a));
+}
+int send_executions(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountOrderExecution(h, account(a), sec_type(a), a.rewind);
+}
+int send_quotes(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountQuote(h, account(a), sec_type(a));
+}
+int send_symbols(void* h, const CommandArgs& a) {
+    return KQZUL_QuerySymbolList(h, sec_type(a));
+}
+int send_combo_rules(void* h, const CommandArgs& a) {
+    return KQZUL_QueryComboRule(h, static_cast<unsigned char>(a.combo_type),
+                                static_cast<unsigned char>(a.hedge_flag));
+}
+int send_risk(void* h, const CommandArgs& a) {
+    return KQZUL_QueryAccountRiskData(h, account(a), "", 0);
+}
+int send_symbol_risk(void* h, const CommandArgs& a) {
+    const char* symbol = a.positional.size() > 1 ? a.positional[1].c_str() : "";
+    return KQZUL_QueryAccountSymbolRiskData(h, account(a), symbol, 0);
+}
+int send_change_password(void* h, const CommandArgs& a) {
+    return KQZUL_QueryChangePassword(h, a.positional[0].c_str(), a.positional[1].c_str());
+}
+
 // Not offered by hv27 servers, with nothing to ask instead.
 const char kHv27Only[] = "";
+
+const AnswerKind LIST = AnswerKind::list, SINGLE = AnswerKind::single;
 
 }  // namespace
 
 const std::vector<Command>& commands() {
+    // clang-format off
     static const std::vector<Command> table = {
-        {"accounts",
-         "",
-         "the user's accounts",
-         0,
-         0,
-         0,
-         AnswerKind::list,
-         {desc<ZUL_AccountInfo>()},
-         [](void* h, const CommandArgs&) { return KQZUL_QueryUserAccount(h); },
+        // name, arguments, summary, fewest and most arguments, options, answer,
+        // records, sender, what hv27 servers say
+        {"accounts", "", "the user's accounts", 0, 0, 0, LIST,
+         {desc<ZUL_AccountInfo>()}, send_accounts, nullptr},
+        {"bp", "ACCOUNT", "buying power of an account", 1, 1, 0, SINGLE,
+         {desc<ZUL_AccountBP>()}, send_bp, "ask for bp-detail instead"},
+        {"bp-detail", "ACCOUNT", "buying power of an account in detail", 1, 1, 0, SINGLE,
+         {desc<ZUL_AccountBPDetail>()}, send_bp_detail, nullptr},
+        {"cash", "ACCOUNT", "cash in and out of an account", 1, 1, 0, SINGLE,
+         {desc<ZUL_AccountCashInout>()}, send_cash, nullptr},
+        // Option records answer the position request when asked for options; a refusal
+        // always comes through the futures callback.
+        {"positions", "ACCOUNT", "futures positions (option positions with --sec-type option)",
+         1, 1, OPT_SEC_TYPE, LIST,
+         {desc<ZUL_AccountPosition>(), desc<ZUL_AccountOptionPosition>()}, send_positions, nullptr},
+        {"option-positions", "ACCOUNT", "option positions", 1, 1, 0, LIST,
+         {desc<ZUL_AccountOptionPosition>(), desc<ZUL_AccountPosition>()}, send_option_positions,
          nullptr},
-        {"bp",
-         "ACCOUNT",
-         "buying power of an account",
-         1,
-         1,
-         0,
-         AnswerKind::single,
-         {desc<ZUL_AccountBP>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryAccountBP(h, account(a)); },
-         "ask for bp-detail instead"},
-        {"bp-detail",
-         "ACCOUNT",
-         "buying power of an account in detail",
-         1,
-         1,
-         0,
-         AnswerKind::single,
-         {desc<ZUL_AccountBPDetail>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryAccountBPDetail(h, account(a)); },
+        {"combo-positions", "ACCOUNT", "combination positions", 1, 1, 0, LIST,
+         {desc<ZUL_AccountComboPosition>()}, send_combo_positions, kHv27Only},
+        {"margin", "ACCOUNT", "margin rates of an account", 1, 1, 0, LIST,
+         {desc<ZUL_AccountMargin>()}, send_margin, nullptr},
+        {"fees", "ACCOUNT", "fee rates of an account", 1, 1, OPT_SEC_TYPE, LIST,
+         {desc<ZUL_AccountFee>()}, send_fees, nullptr},
+        {"orders", "ACCOUNT", "orders of an account", 1, 1, OPT_SEC_TYPE, LIST,
+         {desc<ZUL_QueryAccountOrder>()}, send_orders, nullptr},
+        {"arbi-orders", "ACCOUNT", "arbitrage orders of an account", 1, 1, 0, LIST,
+         {desc<ZUL_QueryAccountArbiOrder>()}, send_arbi_orders, kHv27Only},
+        // The server chooses the form of its executions: hv27 servers, and others on
+        // their own account, send the extended one, with symbol and side.
+        {"executions", "ACCOUNT", "executions of an account", 1, 1,
+         OPT_SEC_TYPE | OPT_REWIND | OPT_EXTENDED, LIST,
+         {desc<ZUL_QueryOrderExecution>(), desc<ZUL_QueryOrderExecutionEx>()}, send_executions,
          nullptr},
-        {"cash",
-         "ACCOUNT",
-         "cash in and out of an account",
-         1,
-         1,
-         0,
-         AnswerKind::single,
-         {desc<ZUL_AccountCashInout>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryAccountCashInOut(h, account(a)); },
-         nullptr},
-        // Option records answer the position request too when asked for options; a
-        // refusal always comes through the futures callback.
-        {"positions",
-         "ACCOUNT",
-         "futures positions (option positions with --sec-type option)",
-         1,
-         1,
-         OPT_SEC_TYPE,
-         AnswerKind::list,
-         {desc<ZUL_AccountPosition>(), desc<ZUL_AccountOptionPosition>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountPosition(h, account(a), sec_type(a));
-         },
-         nullptr},
-        {"option-positions",
-         "ACCOUNT",
-         "option positions",
-         1,
-         1,
-         0,
-         AnswerKind::list,
-         {desc<ZUL_AccountOptionPosition>(), desc<ZUL_AccountPosition>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountPosition(h, account(a), SEC_TYPE_OPTION);
-         },
-         nullptr},
-        {"combo-positions",
-         "ACCOUNT",
-         "combination positions",
-         1,
-         1,
-         0,
-         AnswerKind::list,
-         {desc<ZUL_AccountComboPosition>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryComboPosition(h, account(a)); },
-         kHv27Only},
-        {"margin",
-         "ACCOUNT",
-         "margin rates of an account",
-         1,
-         1,
-         0,
-         AnswerKind::list,
-         {desc<ZUL_AccountMargin>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryAccountTradeMargin(h, account(a)); },
-         nullptr},
-        {"fees",
-         "ACCOUNT",
-         "fee rates of an account",
-         1,
-         1,
-         OPT_SEC_TYPE,
-         AnswerKind::list,
-         {desc<ZUL_AccountFee>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountTradeFee(h, account(a),
-                                               static_cast<ZUL_FeeSecType>(a.sec_type));
-         },
-         nullptr},
-        {"orders",
-         "ACCOUNT",
-         "orders of an account",
-         1,
-         1,
-         OPT_SEC_TYPE,
-         AnswerKind::list,
-         {desc<ZUL_QueryAccountOrder>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountOrder(h, account(a), sec_type(a));
-         },
-         nullptr},
-        {"arbi-orders",
-         "ACCOUNT",
-         "arbitrage orders of an account",
-         1,
-         1,
-         0,
-         AnswerKind::list,
-         {desc<ZUL_QueryAccountArbiOrder>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QueryAccountArbiOrder(h, account(a)); },
-         kHv27Only},
-        // The server chooses the form of its executions: hv27 servers and some others
-        // send the extended one, with symbol and side.
-        {"executions",
-         "ACCOUNT",
-         "executions of an account",
-         1,
-         1,
-         OPT_SEC_TYPE | OPT_REWIND | OPT_EXTENDED,
-         AnswerKind::list,
-         {desc<ZUL_QueryOrderExecution>(), desc<ZUL_QueryOrderExecutionEx>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountOrderExecution(h, account(a), sec_type(a), a.rewind);
-         },
-         nullptr},
-        {"quotes",
-         "ACCOUNT",
-         "quotes of an account",
-         1,
-         1,
-         OPT_SEC_TYPE,
-         AnswerKind::list,
-         {desc<ZUL_QueryAccountQuote>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountQuote(h, account(a), sec_type(a));
-         },
-         nullptr},
-        {"symbols",
-         "",
-         "instruments",
-         0,
-         0,
-         OPT_SEC_TYPE,
-         AnswerKind::list,
-         {desc<ZUL_SymbolField>()},
-         [](void* h, const CommandArgs& a) { return KQZUL_QuerySymbolList(h, sec_type(a)); },
-         nullptr},
-        {"combo-rules",
-         "",
-         "combination rules",
-         0,
-         0,
-         OPT_COMBO_TYPE | OPT_HEDGE_FLAG,
-         AnswerKind::list,
-         {desc<ZUL_AccountComboRule>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryComboRule(h, static_cast<unsigned char>(a.combo_type),
-                                         static_cast<unsigned char>(a.hedge_flag));
-         },
-         kHv27Only},
-        {"risk",
-         "ACCOUNT",
-         "live risk data of an account, by risk rule",
-         1,
-         1,
-         0,
-         AnswerKind::single,
-         {desc<ZUL_AccountRiskData>()},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryAccountRiskData(h, account(a), "", 0);
-         },
-         nullptr},
-        {"symbol-risk",
-         "ACCOUNT [SYMBOL]",
-         "live risk data of an account for a symbol",
-         1,
-         2,
-         0,
-         AnswerKind::single,
-         {desc<ZUL_AccountSymbolRiskData>()},
-         [](void* h, const CommandArgs& a) {
-             const char* symbol = a.positional.size() > 1 ? a.positional[1].c_str() : "";
-             return KQZUL_QueryAccountSymbolRiskData(h, account(a), symbol, 0);
-         },
-         nullptr},
-        {"change-password",
-         "OLD NEW",
-         "change the user's password from OLD to NEW",
-         2,
-         2,
-         0,
-         AnswerKind::password,
-         {},
-         [](void* h, const CommandArgs& a) {
-             return KQZUL_QueryChangePassword(h, a.positional[0].c_str(), a.positional[1].c_str());
-         },
-         nullptr},
-        {"watch",
-         "",
-         "print pushed BP reports and cash notices until interrupted",
-         0,
-         0,
-         OPT_COUNT,
-         AnswerKind::watch,
-         {},
-         nullptr,
-         nullptr},
+        {"quotes", "ACCOUNT", "quotes of an account", 1, 1, OPT_SEC_TYPE, LIST,
+         {desc<ZUL_QueryAccountQuote>()}, send_quotes, nullptr},
+        {"symbols", "", "instruments", 0, 0, OPT_SEC_TYPE, LIST,
+         {desc<ZUL_SymbolField>()}, send_symbols, nullptr},
+        {"combo-rules", "", "combination rules", 0, 0, OPT_COMBO_TYPE | OPT_HEDGE_FLAG, LIST,
+         {desc<ZUL_AccountComboRule>()}, send_combo_rules, kHv27Only},
+        {"risk", "ACCOUNT", "live risk data of an account, by risk rule", 1, 1, 0, SINGLE,
+         {desc<ZUL_AccountRiskData>()}, send_risk, nullptr},
+        {"symbol-risk", "ACCOUNT [SYMBOL]", "live risk data of an account for a symbol", 1, 2, 0,
+         SINGLE, {desc<ZUL_AccountSymbolRiskData>()}, send_symbol_risk, nullptr},
+        {"change-password", "OLD NEW", "change the user's password from OLD to NEW", 2, 2, 0,
+         AnswerKind::password, {}, send_change_password, nullptr},
+        {"watch", "", "print pushed BP reports and cash notices until interrupted", 0, 0,
+         OPT_COUNT, AnswerKind::watch, {}, nullptr, nullptr},
     };
+    // clang-format on
     return table;
 }
 
@@ -308,88 +201,66 @@ struct OptionSpec {
     const char* help;
 };
 
+bool set_text(std::string* field, const std::string& v) {
+    *field = v;
+    return !v.empty();
+}
+
+bool set_format(Invocation& i, OutputFormat f) {
+    i.settings.format = f;
+    return true;
+}
+
+// clang-format off
 const OptionSpec kOptions[] = {
-    {"--host", "H", 0,
-     [](Invocation& i, const std::string& v) {
-         i.settings.host = v;
-         return !v.empty();
-     },
+    {"--host", "H", 0, [](Invocation& i, const std::string& v) {
+         return set_text(&i.settings.host, v); },
      "server address, a name or dotted IPv4 (default 127.0.0.1)"},
-    {"--port", "P", 0,
-     [](Invocation& i, const std::string& v) {
-         return set_unsigned(v, 1, 65535, &i.settings.port);
-     },
+    {"--port", "P", 0, [](Invocation& i, const std::string& v) {
+         return set_unsigned(v, 1, 65535, &i.settings.port); },
      "TCP port of the query port (required)"},
-    {"--user", "U", 0,
-     [](Invocation& i, const std::string& v) {
-         i.settings.user = v;
-         return true;
-     },
+    {"--user", "U", 0, [](Invocation& i, const std::string& v) {
+         return set_text(&i.settings.user, v); },
      "logon id (required)"},
-    {"--password", "PW", 0,
-     [](Invocation& i, const std::string& v) {
-         i.settings.password = v;
-         return true;
-     },
+    {"--password", "PW", 0, [](Invocation& i, const std::string& v) {
+         return set_text(&i.settings.password, v); },
      "password (required; or set ZULQ_PASSWORD)"},
-    {"--timeout", "SEC", 0,
-     [](Invocation& i, const std::string& v) { return set_timeout(v, &i.settings.timeout_s); },
+    {"--timeout", "SEC", 0, [](Invocation& i, const std::string& v) {
+         return set_timeout(v, &i.settings.timeout_s); },
      "longest wait for the logon and for an answer (default 10)"},
-    {"--log-dir", "DIR", 0,
-     [](Invocation& i, const std::string& v) {
-         i.settings.log_dir = v;
-         return !v.empty();
-     },
+    {"--log-dir", "DIR", 0, [](Invocation& i, const std::string& v) {
+         return set_text(&i.settings.log_dir, v); },
      "folder of the library's logs (default $TMPDIR/zulq-<uid>)"},
-    {"--csv", nullptr, 0,
-     [](Invocation& i, const std::string&) {
-         i.settings.format = OutputFormat::csv;
-         return true;
-     },
+    {"--csv", nullptr, 0, [](Invocation& i, const std::string&) {
+         return set_format(i, OutputFormat::csv); },
      "a header line, then one comma-separated line per record"},
-    {"--json", nullptr, 0,
-     [](Invocation& i, const std::string&) {
-         i.settings.format = OutputFormat::json;
-         return true;
-     },
+    {"--json", nullptr, 0, [](Invocation& i, const std::string&) {
+         return set_format(i, OutputFormat::json); },
      "one JSON object per record and line"},
-    {"--vertical", nullptr, 0,
-     [](Invocation& i, const std::string&) {
-         i.settings.format = OutputFormat::vertical;
-         return true;
-     },
+    {"--vertical", nullptr, 0, [](Invocation& i, const std::string&) {
+         return set_format(i, OutputFormat::vertical); },
      "one \"field value\" line per field, records apart by a blank line"},
-    {"--sec-type", "T", OPT_SEC_TYPE,
-     [](Invocation& i, const std::string& v) { return set_sec_type(v, &i.args.sec_type); },
+    {"--sec-type", "T", OPT_SEC_TYPE, [](Invocation& i, const std::string& v) {
+         return set_sec_type(v, &i.args.sec_type); },
      "kind of instrument: stock, option, future, arbi or a number (default future)"},
-    {"--rewind", "N", OPT_REWIND,
-     [](Invocation& i, const std::string& v) {
-         return set_unsigned(v, 0, UINT_MAX, &i.args.rewind);
-     },
+    {"--rewind", "N", OPT_REWIND, [](Invocation& i, const std::string& v) {
+         return set_unsigned(v, 0, UINT_MAX, &i.args.rewind); },
      "rewind flag for the server; its low byte is sent (default 0)"},
-    {"--extended", nullptr, OPT_EXTENDED,
-     [](Invocation& i, const std::string&) {
+    {"--extended", nullptr, OPT_EXTENDED, [](Invocation& i, const std::string&) {
          i.args.extended = true;
-         return true;
-     },
-     "always print the extended form (with Symbol and SideType, empty when the server "
-     "sends the short form)"},
-    {"--combo-type", "N", OPT_COMBO_TYPE,
-     [](Invocation& i, const std::string& v) {
-         return set_unsigned(v, 0, 255, &i.args.combo_type);
-     },
+         return true; },
+     "print the extended form (Symbol, SideType) even for short records"},
+    {"--combo-type", "N", OPT_COMBO_TYPE, [](Invocation& i, const std::string& v) {
+         return set_unsigned(v, 0, 255, &i.args.combo_type); },
      "combination type, 0 to 255 (default 0)"},
-    {"--hedge-flag", "N", OPT_HEDGE_FLAG,
-     [](Invocation& i, const std::string& v) {
-         return set_unsigned(v, 0, 255, &i.args.hedge_flag);
-     },
+    {"--hedge-flag", "N", OPT_HEDGE_FLAG, [](Invocation& i, const std::string& v) {
+         return set_unsigned(v, 0, 255, &i.args.hedge_flag); },
      "hedge flag, 0 to 255 (default 0)"},
-    {"--count", "N", OPT_COUNT,
-     [](Invocation& i, const std::string& v) {
-         return set_unsigned(v, 1, ULONG_MAX, &i.args.count);
-     },
+    {"--count", "N", OPT_COUNT, [](Invocation& i, const std::string& v) {
+         return set_unsigned(v, 1, ULONG_MAX, &i.args.count); },
      "stop after N events"},
 };
+// clang-format on
 
 const OptionSpec* find_option(const std::string& name) {
     for (const OptionSpec& o : kOptions) {
