@@ -300,6 +300,14 @@ void serve_stream(zulsim::Simulator& sim, size_t records, stream_source source) 
 // ---------------------------------------------------------------------------
 // Stream throughput.
 
+void both_stream_sources(benchmark::internal::Benchmark* b) {
+    b->ArgNames({"records", "prebuilt"})
+        ->Args({100000, BULK_GENERATED})
+        ->Args({100000, PREBUILT})
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
 void BM_QueryPositionStream(benchmark::State& state) {
     const size_t records = static_cast<size_t>(state.range(0));
     const auto source = static_cast<stream_source>(state.range(1));
@@ -326,12 +334,7 @@ void BM_QueryPositionStream(benchmark::State& state) {
     }
     count_stream(state, records);
 }
-BENCHMARK(BM_QueryPositionStream)
-    ->ArgNames({"records", "prebuilt"})
-    ->Args({100000, BULK_GENERATED})
-    ->Args({100000, PREBUILT})
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_QueryPositionStream)->Apply(both_stream_sources);
 
 // The limit: one thread writes the stream's bytes in the simulator's write size, and
 // this thread reads them in the transport's read size, with no parsing.
@@ -419,12 +422,7 @@ void BM_SimStreamPlainReader(benchmark::State& state) {
     close(fd);
     count_stream(state, records);
 }
-BENCHMARK(BM_SimStreamPlainReader)
-    ->ArgNames({"records", "prebuilt"})
-    ->Args({100000, BULK_GENERATED})
-    ->Args({100000, PREBUILT})
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SimStreamPlainReader)->Apply(both_stream_sources);
 
 // ---------------------------------------------------------------------------
 // Round trip of a single answer.
