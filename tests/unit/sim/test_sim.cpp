@@ -154,8 +154,7 @@ struct DataFile : ::testing::Test {
     DataSet d;
 };
 
-// Whole records compared: a value in a wrong place, or anywhere else than in its field,
-// shows.
+// Whole records compared: a value in a wrong place, or in one place too many, shows.
 TEST_F(DataFile, ReadsFieldsIntoTheirPlacesAndFillsTheRest) {
     ASSERT_TRUE(
         load("# a test\nuser 4242\naccount A1 m_previlege=3\n"
