@@ -100,11 +100,11 @@ std::string utc(unsigned long long t) {
     return t == 0 ? "" : out;
 }
 
-// Checks a row against `spec`: "Column=field" (of the wire record r), "Column=field/N" (a text
+// Checks a row against `keys`: "Column=field" (of the wire record r), "Column=field/N" (a text
 // the public record cuts to N), "Column=field@" (a time), "Column:value" (made up).
-void check(const Row& row, const std::string& spec, const zulsim::RecordInfo& info,
+void check(const Row& row, const std::string& keys, const zulsim::RecordInfo& info,
            const zulsim::Bytes& r) {
-    std::istringstream words(spec);
+    std::istringstream words(keys);
     for (std::string w; words >> w;) {
         const size_t eq = w.find('='), cut = w.find('/'), colon = w.find(':');
         const zulsim::FieldInfo* f =
@@ -141,7 +141,7 @@ struct Case {
     uint16_t response;
     const char* account;  // of the answer in the data set
     size_t columns;       // the fields of the public record
-    const char* spec;     // see check()
+    const char* keys;     // the key fields, see check()
     int server;           // 1: hv27, 2: executions with symbol
 };
 
@@ -197,7 +197,7 @@ TEST_P(ZulqCommand, PrintsWhatTheServerSentInEveryFormat) {
     ASSERT_EQ(served.size(), rows.size()) << o.out;
     for (size_t i = 0; i < served.size(); ++i) {
         EXPECT_EQ(c.columns, rows[i].size()) << o.out;
-        check(rows[i], c.spec, *zulsim::response_info(c.response, c.server == 1), served[i]);
+        check(rows[i], c.keys, *zulsim::response_info(c.response, c.server == 1), served[i]);
         std::set<std::string> seen;  // served values differ: a column showing another's field
         for (const auto& cell : rows[i])
             EXPECT_TRUE(cell.second == "0" || cell.second == "\"" ||
