@@ -1,0 +1,213 @@
+// The simulator, for what the client's end-to-end tests don't do to it: requests cut anywhere,
+// drop rules, write counts, bulk streams, accept modes, timed pushes; data file; program.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "protocol/msg_define.h"
+#include "sim_builders.h"
+#include "support/e2e_client.h"
+#include "zul_sim.h"
+
+namespace {
+
+using namespace std::chrono;
+using zul_test::wait_until;
+using zulsim::Bytes;
+using zulsim::DataSet;
+using zulsim::Options;
+using zulsim::WriteMode;
+const size_t kPos = sizeof(query_account_fut_position_resp);
+
+// A plain TCP client; a read waits 10 s at most for each piece.
+struct Raw {
+    explicit Raw(unsigned port) : fd(socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in a{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+        const timeval limit{10, 0};
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+        ok = connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof(a)) == 0;
+    }
+    ~Raw() { close(fd); }
+    bool send(const Bytes& b) { return ::send(fd, b.data(), b.size(), MSG_NOSIGNAL) > 0; }
+    // n bytes, or fewer if the server closed first (then *closed is set) or went silent.
+    Bytes read(size_t n, bool* closed = nullptr) {
+        Bytes out(n);
+        size_t got = 0;
+        ssize_t r = 1;
+        while (got < n && (r = recv(fd, &out[got], n - got, 0)) > 0)
+            got += static_cast<size_t>(r);
+        if (closed != nullptr)
+            *closed = r == 0;
+        return out.resize(got), out;
+    }
+    int fd;
+    bool ok;
+};
+
+template <class R>
+Bytes request(const char* account) {  // cut to 15 characters, as clients do
+    R r;
+    r.m_user_id = 70123;
+    memcpy(r.m_account_id, account, std::min(strlen(account), sizeof(r.m_account_id) - 1));
+    return DataSet::bytes_of(r);
+}
+
+struct SimTest : ::testing::Test {
+    void SetUp() override { ASSERT_TRUE(sim.start()); }
+    zulsim::Simulator sim;
+};
+
+TEST_F(SimTest, FramesRequestsCutAnywhereAndSkipsUnknownIds) {
+    Raw c(sim.port());
+    ASSERT_TRUE(c.send(Bytes{0xE7, 0x03, 1, 2, 3}));  // id 999 is no request
+    ASSERT_TRUE(sim.wait_for_requests(1, seconds(10)));
+    query_logon_msg_req logon;
+    memcpy(logon.m_login_id, "trader-1", 8);
+    for (unsigned char b : DataSet::bytes_of(logon))
+        ASSERT_TRUE(c.send(Bytes{b}));
+    // A whole request and the head of another in one write, its rest in the next.
+    Bytes batch = request<query_account_position_req>("ACCT-FULL-WIDE16");
+    const Bytes pos = batch, combo = request<query_combo_position>("ZQ7");
+    batch.insert(batch.end(), combo.begin(), combo.begin() + 10);
+    ASSERT_TRUE(c.send(batch) && c.send(Bytes(combo.begin() + 10, combo.end())));
+    ASSERT_TRUE(sim.wait_for_requests(4, seconds(10)));
+    const auto log = sim.requests();
+    EXPECT_TRUE(log[0].name == "unknown" && log[0].raw.size() == 5u);
+    EXPECT_EQ(DataSet::bytes_of(logon), log[1].raw);
+    EXPECT_EQ(pos, log[2].raw);
+    EXPECT_EQ(combo, log[3].raw);
+    EXPECT_EQ(56u, c.read(56).size()) << "the connection lives on: the logon is answered";
+}
+
+// One answer, ZQ7's three positions and the closing record, under each rule: what
+// arrives before the end or the drop, and in how many writes it went out. The drop
+// rules come first: each fires once and leaves the later answers whole.
+TEST_F(SimTest, DropRulesWriteModesAndBulkStreamsShapeTheAnswer) {
+    const struct {
+        void (*rule)(Options&);
+        size_t bytes, writes;
+        bool dropped;
+    } rules[] = {
+        // clang-format off
+        {[](Options& o) { o.drop_after_messages = 2; }, 2 * kPos, 2, true},
+        {[](Options& o) { o.drop_after_bytes = 100; }, 100, 1, true},
+        {[](Options& o) { o.drop_on_request = 73; }, 0, 0, true},
+        {[](Options&) {}, 4 * kPos, 4, false},
+        {[](Options& o) { o.write_mode = WriteMode::byte_by_byte; }, 4 * kPos, 4 * kPos, false},
+        {[](Options& o) { o.write_mode = WriteMode::split, o.write_param = 10; }, 4 * kPos, 8, false},
+        {[](Options& o) { o.write_mode = WriteMode::chunks, o.write_param = 100; }, 4 * kPos, 7, false},
+        {[](Options& o) { o.write_mode = WriteMode::coalesce; }, 4 * kPos, 1, false},
+        {[](Options& o) { o.write_mode = WriteMode::coalesce, o.bulk_records = 500; }, 501 * kPos, 1, false},
+        // clang-format on
+    };
+    for (const auto& r : rules) {
+        SCOPED_TRACE(r.bytes);
+        Raw c(sim.port());
+        sim.configure([&](Options& o) { o.write_mode = WriteMode::whole, r.rule(o); });
+        const size_t writes = sim.stats().writes;
+        ASSERT_TRUE(c.send(request<query_account_position_req>("ZQ7")));
+        const Bytes got = c.read(r.bytes);
+        ASSERT_EQ(r.bytes, got.size());
+        bool closed = false;
+        EXPECT_EQ(r.dropped, c.read(r.dropped ? 1 : 0, &closed).empty() && closed);
+        EXPECT_TRUE(wait_until([&] { return sim.stats().writes - writes == r.writes; }))
+            << sim.stats().writes - writes << " writes";
+        for (size_t i = 0; !r.dropped && i < got.size() / kPos; ++i) {
+            ASSERT_EQ(1073, got[i * kPos] | got[i * kPos + 1] << 8);
+            ASSERT_EQ(i + 1, got[i * kPos + 4] | got[i * kPos + 5] << 8) << "sequence";
+            ASSERT_EQ((i + 1) * kPos == got.size(), got[i * kPos + 8] != 0) << "flag of " << i;
+        }
+    }
+}
+
+TEST_F(SimTest, AcceptModesAndTimedPushes) {
+    const uint16_t port = sim.port();
+    sim.configure([](Options& o) { o.accept_mode = zulsim::AcceptMode::close_at_once; });
+    bool closed = false;
+    EXPECT_TRUE(Raw(port).read(1, &closed).empty() && closed);
+    sim.configure([](Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; });
+    EXPECT_TRUE(wait_until([&] { return !Raw(port).ok; }));
+    sim.configure([](Options& o) {
+        o.accept_mode = zulsim::AcceptMode::accept;
+        o.push_interval = milliseconds(20);
+    });
+    // Listening on the same port again; pushes follow one another, a BP report first.
+    const size_t bp = sizeof(report_account_bp), both = bp + sizeof(account_cash_inout_notify);
+    Bytes push;
+    EXPECT_TRUE(wait_until([&] { return (push = Raw(port).read(both)).size() == both; }));
+    EXPECT_EQ(1093, push[0] | push[1] << 8);
+    EXPECT_EQ(1099, push[bp] | push[bp + 1] << 8);
+}
+
+struct DataFile : ::testing::Test {
+    bool load(const std::string& text, bool hv27 = false) {
+        std::ofstream(m_path) << text;
+        return DataSet::load(m_path, hv27, 1, &d, &error);
+    }
+    void TearDown() override { unlink(m_path.c_str()); }
+    std::string m_path = "zulsim_data_" + std::to_string(getpid()) + ".txt", error;
+    DataSet d;
+};
+
+// Whole records compared: a value in a wrong place, or in one place too many, shows.
+TEST_F(DataFile, ReadsFieldsIntoTheirPlacesAndFillsTheRest) {
+    ASSERT_TRUE(
+        load("# a test\nuser 4242\naccount A1 m_previlege=3\n"
+             "position A1 m_symbol=IF2412 m_posi_direction=2 m_today_qty=0x10 "
+             "m_pos_cost=-1.25\n"
+             "order A1 m_last_record_flag=2  # data in orders\n"
+             "bp A1 m_available_bp=99.75\nrisk B2 m_43_limit_val=1.5\n"))
+        << error;
+    EXPECT_EQ(std::vector<std::string>{"A1"}, d.accounts()) << "B2 is served, not listed";
+    query_account_fut_position_resp p, end;
+    p.m_sequence = 1, end.m_sequence = 2;
+    p.m_user_id = end.m_user_id = 4242;
+    strcpy(p.m_account_id, "A1"), strcpy(end.m_account_id, "A1");
+    strcpy(p.m_symbol, "IF2412");
+    p.m_posi_direction = 2, p.m_today_qty = 16, p.m_pos_cost = -1.25, end.m_last_record_flag = 1;
+    EXPECT_EQ((std::vector<Bytes>{DataSet::bytes_of(p), DataSet::bytes_of(end)}),
+              *d.find(1073, "A1"));
+    EXPECT_EQ(3u, +d.record<query_user_account_resp>(1071, "", 0).m_previlege);
+    EXPECT_EQ(2, d.record<rewind_accoutn_order_response>(1074, "A1", 0).m_last_record_flag);
+    EXPECT_EQ(99.75, +d.record<report_account_bp>(1093, "A1", 0).m_available_bp) << "bp pushed";
+    EXPECT_EQ(1.5, +d.record<account_risk_real_data_resp>(1082, "B2", 0)
+                        .m_account_risk_real_data.m_43_limit_val);
+    EXPECT_EQ(1u, d.find(1095, "B2")->size()) << "every list, empty";
+    ASSERT_TRUE(load("bp Z9\nposition A1\n")) << error;
+    EXPECT_EQ((std::vector<std::string>{"Z9", "A1"}), d.accounts());
+    ASSERT_TRUE(load("execution A1\n", true)) << error;
+    EXPECT_EQ(112u, d.find(1075, "A1")->front().size()) << "the generation's form";
+}
+
+TEST_F(DataFile, ErrorsNameTheLine) {
+    for (const char* bad : {"m_nonsense=1", "m_today_qty=abc", "m_posi_direction=256"}) {
+        EXPECT_FALSE(load(std::string("account A1\nposition A1 ") + bad)) << bad;
+        EXPECT_NE(std::string::npos, error.find(":2:")) << error;
+    }
+    EXPECT_FALSE(load("hv27_rewind_order_execution_response A1\n")) << "not of this generation";
+    EXPECT_FALSE(DataSet::load("/nonexistent/zulsim.txt", false, 1, &d, &error));
+}
+
+TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermAndRefusesBadOptions) {
+    const std::string sim = ZUL_SIM_PATH;
+    // The shell's pid goes to timeout and zul_sim; timeout passes SIGTERM on, ends as it.
+    FILE* out = popen(("echo $$; exec timeout 60 " + sim + " --hv27").c_str(), "r");
+    int pid = 0;
+    unsigned port = 0;
+    ASSERT_EQ(2, fscanf(out, "%d zul_sim listening on 127.0.0.1:%u", &pid, &port));
+    Raw c(port);
+    EXPECT_TRUE(c.send(DataSet::bytes_of(query_logon_msg_req())));
+    EXPECT_EQ(6, c.read(56).at(51)) << "the hv27 generation";
+    EXPECT_EQ(0, kill(pid, SIGTERM));
+    EXPECT_EQ(0, pclose(out));
+    for (const char* bad : {" --write-mode sideways", " --data /nonexistent/zulsim.txt"})
+        EXPECT_EQ(2, WEXITSTATUS(system((sim + bad + " 2>/dev/null").c_str()))) << bad;
+    EXPECT_EQ(0, system((sim + " --help >/dev/null").c_str()));
+}
+
+}  // namespace
