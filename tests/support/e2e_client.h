@@ -9,7 +9,6 @@
 #include <pthread.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -45,64 +44,54 @@ struct conn_event {
     pthread_t thread;
 };
 
-// Collects what the client reports. Every member is guarded by m_mutex; read them
-// through the accessors or under lock().
+// Collects what the client reports, under its own lock. The hooks run on the
+// callback's thread after the recording; set them before connecting.
 class recorder {
 public:
-    std::unique_lock<std::mutex> lock() { return std::unique_lock<std::mutex>(m_mutex); }
-
-    void add_conn(ERR_NO code, const char* text) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        m_conn.push_back({code, text ? text : "", pthread_self()});
-    }
-    void add_logon(const ZUL_QueryLogonResponse& r) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        m_logons.push_back(r);
-    }
-    std::vector<conn_event> conn_events() {
-        std::lock_guard<std::mutex> g(m_mutex);
-        return m_conn;
-    }
+    std::vector<conn_event> conn_events() { return locked_copy(m_conn); }
+    std::vector<ZUL_QueryLogonResponse> logons() { return locked_copy(m_logons); }
     size_t count_conn(ERR_NO code) {
-        std::lock_guard<std::mutex> g(m_mutex);
         size_t n = 0;
-        for (const conn_event& e : m_conn)
+        for (const conn_event& e : conn_events())
             n += e.code == code ? 1 : 0;
         return n;
     }
-    std::vector<ZUL_QueryLogonResponse> logons() {
-        std::lock_guard<std::mutex> g(m_mutex);
-        return m_logons;
-    }
 
-    // What the connection callback does besides recording, run on its thread.
     std::function<void(void* handle, ERR_NO code)> on_conn;
-    // What the logon callback does besides recording.
     std::function<void(void* handle, const ZUL_QueryLogonResponse&)> on_logon;
 
+    static void record_conn(void* handle, ERR_NO code, const char* text) {
+        recorder* r = of(handle);
+        r->add(r->m_conn, conn_event{code, text ? text : "", pthread_self()});
+        if (r->on_conn)
+            r->on_conn(handle, code);
+    }
+    static void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
+        recorder* r = of(handle);
+        r->add(r->m_logons, *logon);
+        if (r->on_logon)
+            r->on_logon(handle, *logon);
+    }
+
 private:
+    static recorder* of(void* handle) {
+        return static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+    }
+    template <typename T>
+    void add(std::vector<T>& list, const T& item) {
+        std::lock_guard<std::mutex> g(m_mutex);
+        list.push_back(item);
+    }
+    template <typename T>
+    std::vector<T> locked_copy(const std::vector<T>& list) {
+        std::lock_guard<std::mutex> g(m_mutex);
+        return list;
+    }
+
     std::mutex m_mutex;
     std::vector<conn_event> m_conn;
     std::vector<ZUL_QueryLogonResponse> m_logons;
 };
-
-inline recorder* recorder_of(void* handle) {
-    return static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
-}
-
-inline void record_conn(void* handle, ERR_NO code, const char* text) {
-    recorder* r = recorder_of(handle);
-    r->add_conn(code, text);
-    if (r->on_conn)
-        r->on_conn(handle, code);
-}
-
-inline void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
-    recorder* r = recorder_of(handle);
-    r->add_logon(*logon);
-    if (r->on_logon)
-        r->on_logon(handle, *logon);
-}
 
 inline ZUL_QuerySvrInfo server_at(uint16_t port, const char* ip = "127.0.0.1") {
     ZUL_QuerySvrInfo info;
@@ -120,8 +109,8 @@ public:
         if (!m_sim.start(&error))
             throw std::runtime_error("simulator did not start: " + error);
         m_handle = KQZUL_CreateQuery(&m_rec);
-        KQZUL_SetQueryConnectionEvent(m_handle, record_conn);
-        KQZUL_SetQueryUserLogonEvent(m_handle, record_logon);
+        KQZUL_SetQueryConnectionEvent(m_handle, recorder::record_conn);
+        KQZUL_SetQueryUserLogonEvent(m_handle, recorder::record_logon);
     }
     ~sim_session() {
         if (m_handle != nullptr)
@@ -135,10 +124,9 @@ public:
     recorder& rec() { return m_rec; }
     zulsim::Simulator& sim() { return m_sim; }
     // Destroys the client now (the destructor then skips it).
-    void destroy() {
-        KQZUL_DestroyQuery(m_handle);
-        m_handle = nullptr;
-    }
+    void destroy() { KQZUL_DestroyQuery(release()); }
+    // The caller destroys the client from here on.
+    void* release() { return std::exchange(m_handle, nullptr); }
     std::string text_log() { return read_file("mavlog_" + log_day() + ".log"); }
     std::string bin_log() { return read_file("mavlog_" + log_day() + ".bin"); }
 

@@ -31,16 +31,15 @@ public:
         std::error_code ec;
         std::filesystem::current_path(m_old, ec);
         // Folders of mode 0600 are removable by their owner once opened up.
-        for (auto it = std::filesystem::recursive_directory_iterator(m_path, ec);
-             it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+        namespace fs = std::filesystem;
+        for (auto it = fs::recursive_directory_iterator(m_path, ec);
+             it != fs::recursive_directory_iterator(); it.increment(ec))
             if (it->is_directory(ec))
                 chmod(it->path().c_str(), 0700);
-        }
-        std::filesystem::remove_all(m_path, ec);
+        fs::remove_all(m_path, ec);
     }
     scratch_dir(const scratch_dir&) = delete;
     scratch_dir& operator=(const scratch_dir&) = delete;
-
     const std::string& path() const { return m_path; }
 
 private:
@@ -76,10 +75,8 @@ inline long parse_log_header(const std::string& data, size_t pos) {
     if (data.size() < pos + 31)
         return -1;
     for (size_t i = 0; i < 31; ++i) {
-        char c = data[pos + i];
-        bool ok =
-            shape[i] == 'd' ? std::isdigit(static_cast<unsigned char>(c)) != 0 : c == shape[i];
-        if (!ok)
+        const unsigned char c = static_cast<unsigned char>(data[pos + i]);
+        if (shape[i] == 'd' ? std::isdigit(c) == 0 : c != shape[i])
             return -1;
     }
     return std::stol(data.substr(pos + 25, 5));
@@ -93,13 +90,10 @@ struct bin_record {
 
 // Splits a binary log into records; false when any record is malformed.
 inline bool walk_bin_records(const std::string& data, std::vector<bin_record>& records) {
-    size_t pos = 0;
-    while (pos < data.size()) {
-        long len = parse_log_header(data, pos);
-        if (len < 0)
-            return false;
-        size_t end = pos + 31 + 2 + static_cast<size_t>(len);
-        if (end >= data.size() || data[pos + 32] != ' ' || data[end] != '\n')
+    for (size_t pos = 0; pos < data.size();) {
+        const long len = parse_log_header(data, pos);
+        const size_t end = pos + 33 + static_cast<size_t>(len);
+        if (len < 0 || end >= data.size() || data[pos + 32] != ' ' || data[end] != '\n')
             return false;
         records.push_back({data[pos + 31], data.substr(pos + 33, static_cast<size_t>(len))});
         pos = end + 1;
@@ -108,12 +102,11 @@ inline bool walk_bin_records(const std::string& data, std::vector<bin_record>& r
 }
 
 // Lines of a text log without their newlines; a last line without one is kept
-// as it is, so that a torn end shows.
+// marked, so that a torn end shows.
 inline std::vector<std::string> split_lines(const std::string& data) {
     std::vector<std::string> lines;
-    size_t pos = 0;
-    while (pos < data.size()) {
-        size_t nl = data.find('\n', pos);
+    for (size_t pos = 0; pos < data.size();) {
+        const size_t nl = data.find('\n', pos);
         if (nl == std::string::npos) {
             lines.push_back(data.substr(pos) + "<no newline>");
             break;
