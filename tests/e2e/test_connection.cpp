@@ -6,30 +6,10 @@
 #include <atomic>
 #include <thread>
 
-#include "client/QueryClient.h"
 #include "protocol/msg_define.h"
 #include "support/e2e_client.h"
 
 using namespace zul_test;
-
-namespace {
-
-CQueryClient* engine(void* handle) {
-    return static_cast<CQueryClient*>(handle);
-}
-
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t n = 0;
-    for (size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + 1))
-        ++n;
-    return n;
-}
-
-void logon(void* handle) {
-    KQZUL_QueryUserLogon(handle, "trader01", "pw123456");
-}
-
-}  // namespace
 
 TEST(Connection, BadParamsAndAbsentServerFailSilentlyThenConnOkComesFromTheEventThread) {
     sim_session s;
@@ -38,12 +18,11 @@ TEST(Connection, BadParamsAndAbsentServerFailSilentlyThenConnOkComesFromTheEvent
     EXPECT_EQ(ZUL_RESULT_BAD_HANDLE, KQZUL_DisConnQueryServer(nullptr));
     EXPECT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle())) << "never connected";
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, KQZUL_ConnQueryServer(s.handle(), server_at(0)));
-    EXPECT_EQ(ZUL_RESULT_CONN_FAILED,
-              KQZUL_ConnQueryServer(s.handle(), server_at(s.sim().port(), "")));
+    EXPECT_EQ(ZUL_RESULT_CONN_FAILED, KQZUL_ConnQueryServer(s.handle(), server_at(1, "")));
     s.sim().configure([](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; });
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, s.connect());
-    EXPECT_EQ(1u, occurrences(s.text_log(), "info invalid query port params 127.0.0.1:0.\n"));
-    EXPECT_EQ(1u, occurrences(s.text_log(), "info invalid query port params :" + port + ".\n"));
+    EXPECT_EQ(1u, s.log_count("info invalid query port params 127.0.0.1:0.\n"));
+    EXPECT_EQ(1u, s.log_count("info invalid query port params :1.\n"));
     EXPECT_TRUE(s.rec().conn_events().empty());
 
     s.sim().configure([](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::accept; });
@@ -52,9 +31,7 @@ TEST(Connection, BadParamsAndAbsentServerFailSilentlyThenConnOkComesFromTheEvent
     const conn_event ok = s.rec().conn_events()[0];
     EXPECT_EQ("conn ok", ok.text);
     EXPECT_FALSE(pthread_equal(ok.thread, pthread_self())) << "not on the event thread";
-    EXPECT_EQ(
-        1u, occurrences(s.text_log(), "info open query servr 127.0.0.1:" + port + " successed\n"));
-    EXPECT_TRUE(engine(s.handle())->IsConnect());
+    EXPECT_EQ(1u, s.log_count("info open query servr 127.0.0.1:" + port + " successed\n"));
 }
 
 class LogonInConnOk : public ::testing::TestWithParam<bool> {};
@@ -65,18 +42,16 @@ TEST_P(LogonInConnOk, WorksInBothGenerationsWhileAConnectThereIsRefused) {
     sim_session s(o);
     std::atomic<int> connect_result{-1};
     s.rec().on_conn = [&](void* h, ERR_NO code) {
-        if (code != ZUL_CONN_OK)
-            return;
-        connect_result = KQZUL_ConnQueryServer(h, server_at(s.sim().port()));
-        logon(h);
+        if (code == ZUL_CONN_OK) {
+            connect_result = KQZUL_ConnQueryServer(h, server_at(s.sim().port()));
+            send_logon(h);
+        }
     };
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
-    ASSERT_TRUE(wait_until([&] { return s.rec().logons().size() == 1; }));
+    ASSERT_TRUE(wait_until([&] { return s.client()->m_e_connect_status == E_STATUS_LOGONED; }));
     EXPECT_EQ(0, +s.rec().logons()[0].m_Result);
-    CQueryClient* c = engine(s.handle());
-    ASSERT_TRUE(wait_until([&] { return c->m_e_connect_status == E_STATUS_LOGONED; }));
-    EXPECT_TRUE(c->IsLogon());
-    EXPECT_EQ(GetParam(), c->IsHv27Version());
+    EXPECT_TRUE(s.client()->IsLogon());
+    EXPECT_EQ(GetParam(), s.client()->IsHv27Version());
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, connect_result.load());
     EXPECT_EQ(1u, s.sim().accepted());
 }
@@ -85,24 +60,22 @@ INSTANTIATE_TEST_SUITE_P(BothGenerations, LogonInConnOk, ::testing::Bool());
 
 TEST(Connection, LogonAnsweredBeforeConnOkReturnsSurvivesTheEventThreadsStateWrites) {
     sim_session s;
-    CQueryClient* c = engine(s.handle());
     // The transport reads nothing while "conn ok" runs, so the answer is handed to
     // the client from another thread, as its receive worker would, and handled in full.
     s.rec().on_conn = [&](void*, ERR_NO code) {
         query_logon_msg_resp answer;
         if (code == ZUL_CONN_OK)
-            std::thread([&] { c->ProcQueryPortLogonRespMsg(&answer); }).join();
+            std::thread([&] { s.client()->ProcQueryPortLogonRespMsg(&answer); }).join();
     };
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     // Bytes read after the callback: their log line comes after its state writes.
     zulsim::Bytes junk(16, 0);
     junk[0] = 0x48, junk[1] = 0x11, junk[2] = 16;
     ASSERT_EQ(1u, s.sim().send_raw(junk));
-    ASSERT_TRUE(
-        wait_until([&] { return occurrences(s.text_log(), "unknown msg type: 4424") == 1; }));
+    ASSERT_TRUE(wait_until([&] { return s.log_count("unknown msg type: 4424") == 1; }));
     EXPECT_EQ(1u, s.rec().logons().size());
-    EXPECT_TRUE(c->IsLogon());
-    EXPECT_EQ(E_STATUS_LOGONED, c->m_e_connect_status.load());
+    EXPECT_TRUE(s.client()->IsLogon());
+    EXPECT_EQ(E_STATUS_LOGONED, s.client()->m_e_connect_status.load());
 }
 
 TEST(Connection, LocalClosesAreReportedOnceOnTheClosingThread) {
@@ -111,7 +84,7 @@ TEST(Connection, LocalClosesAreReportedOnceOnTheClosingThread) {
     // A second connect closes the first connection on this thread.
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }));
-    EXPECT_FALSE(engine(s.handle())->IsLogon()) << "a new connection starts logged off";
+    EXPECT_FALSE(s.client()->IsLogon()) << "a new connection starts logged off";
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
     const std::vector<conn_event> events = s.rec().conn_events();
@@ -121,51 +94,63 @@ TEST(Connection, LocalClosesAreReportedOnceOnTheClosingThread) {
         EXPECT_EQ("local disconnected", events[i].text);
         EXPECT_TRUE(pthread_equal(events[i].thread, pthread_self()));
     }
-    EXPECT_FALSE(engine(s.handle())->IsConnect());
-    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, engine(s.handle())->m_e_connect_status.load());
-    EXPECT_EQ(2u, occurrences(s.text_log(), "info close query client\n"));
-    EXPECT_EQ(ZUL_RESULT_NOT_CONNECTED, KQZUL_QueryUserLogon(s.handle(), "u", "p"));
+    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, s.client()->m_e_connect_status.load());
+    EXPECT_EQ(2u, s.log_count("info close query client\n"));
+    EXPECT_EQ(ZUL_RESULT_NOT_CONNECTED, send_logon(s.handle()));
 }
 
-TEST(Connection, ServerDropsAreReportedAndRepairedUntilALocalClose) {
+// With auto reconnect every server drop is reported, logged and repaired with a new
+// "conn ok" and logon, while three threads keep sending: no two requests ever mix.
+// A local close stops the reconnect thread, and a destruction waits for it.
+TEST(Connection, AutoReconnectRepairsEveryDropUntilCloseOrDestroy) {
     sim_session s;
-    CQueryClient* c = engine(s.handle());
+    CQueryClient* c = s.client();
     KQZUL_SetQueryAutoReconnect(s.handle(), true);
     s.rec().on_conn = [](void* h, ERR_NO code) {
         if (code == ZUL_CONN_OK)
-            logon(h);
+            send_logon(h);
     };
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
-    ASSERT_TRUE(wait_until([&] { return c->m_connect_thread_is_running == 1; })) << "no thread";
-    for (size_t round = 1; round <= 2; ++round) {
+    ASSERT_TRUE(wait_until([&] { return c->m_connect_thread_is_running == 1; })) << "not started";
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> senders;
+    for (int t = 0; t < 3; ++t)
+        senders.emplace_back([&] {
+            for (; !stop; std::this_thread::sleep_for(200us))
+                send_logon(s.handle());
+        });
+    bool repaired = true;  // the senders are joined before any assertion ends the test
+    for (size_t round = 1; round <= 2 && repaired; ++round) {
+        repaired = s.sim().wait_for_requests(100 * round, 10s);
         s.sim().drop_connections();
-        ASSERT_TRUE(
-            wait_until([&] { return s.rec().count_conn(ZUL_CONN_REMOTE_DISCONNECTED) == round; }));
-        EXPECT_EQ("remote disconnected", s.rec().conn_events().back().text);
         // The campaign waits 2 s before its first attempt, and ends on the logon.
-        ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == round + 1; }, 15s));
-        ASSERT_TRUE(wait_until([&] { return s.rec().logons().size() == round + 1; }));
-        ASSERT_TRUE(wait_until(
-            [&] { return occurrences(s.text_log(), "quit for logon success\n") == round; }));
+        repaired =
+            repaired &&
+            wait_until([&] { return s.log_count("quit for logon success\n") == round; }, 20s);
     }
-    EXPECT_EQ(2u, occurrences(s.text_log(), "error query port disconnected by server\n"));
+    stop = true;
+    for (std::thread& t : senders)
+        t.join();
+    ASSERT_TRUE(repaired);
+    std::string trail;
+    for (const conn_event& e : s.rec().conn_events())
+        trail += e.text + "|";
+    EXPECT_EQ("conn ok|remote disconnected|conn ok|remote disconnected|conn ok|", trail);
+    EXPECT_EQ(2u, s.log_count("error query port disconnected by server\n"));
+    for (const zulsim::ReceivedRequest& r : s.sim().requests())
+        ASSERT_TRUE(r.id == 68 && r.text("m_login_id") == "trader01") << r.name;
+
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
     ASSERT_TRUE(wait_until([&] { return c->m_connect_thread_is_running == 0; }, 5s));
-    EXPECT_EQ(1u, occurrences(s.text_log(), "debug _th_query_clt_check_and_reconn stop\n"));
+    EXPECT_EQ(1u, s.log_count("debug _th_query_clt_check_and_reconn stop\n"));
     EXPECT_EQ(3u, s.sim().accepted());
-}
-
-TEST(Connection, DestroyWaitsForTheReconnectThreadItInterrupts) {
-    sim_session s;
-    KQZUL_SetQueryAutoReconnect(s.handle(), true);
-    s.connect_and_logon();
-    s.sim().drop_connections();
-    // Inside the campaign's wait before its first attempt: a destruction that does
+    // A new campaign, in its wait before the first attempt: a destruction that does
     // not wait for the thread shows as a use after free under the sanitizers.
-    ASSERT_TRUE(wait_until(
-        [&] { return occurrences(s.text_log(), "debug query _th_try_reconn start\n") == 1; }));
+    ASSERT_EQ(ZUL_RESULT_OK, s.connect());
+    ASSERT_TRUE(wait_until([&] { return c->m_connect_thread_is_running == 1; }));
+    s.sim().drop_connections();
+    ASSERT_TRUE(wait_until([&] { return s.log_count("debug query _th_try_reconn start\n") == 3; }));
     s.destroy();
-    EXPECT_EQ(1u, occurrences(s.text_log(), "info destroy query client\n"));
 }
 
 // Closing (0-2) or destroying (3-5) from inside the client's own callbacks: on the
@@ -184,7 +169,7 @@ TEST_P(CloseFromCallback, NeitherDeadlocksNorLeaks) {
     };
     s.rec().on_conn = [&](void* hh, ERR_NO code) {
         if (code == ZUL_CONN_OK)
-            where == 0 ? close(hh) : logon(hh);
+            where == 0 ? close(hh) : (void)send_logon(hh);
         if (code == ZUL_CONN_LOCAL_DISCONNECTED && where == 2 && closed == 0)
             close(hh);
     };
@@ -202,8 +187,7 @@ TEST_P(CloseFromCallback, NeitherDeadlocksNorLeaks) {
     ASSERT_TRUE(wait_until([&] { return s.sim().connections() == 0; }));
     if (destroy) {
         // Freed later on a thread of its own; the leak check sees it done.
-        ASSERT_TRUE(wait_until(
-            [&] { return occurrences(s.text_log(), "info destroy query client\n") == 1; }));
+        ASSERT_TRUE(wait_until([&] { return s.log_count("info destroy query client\n") == 1; }));
     } else {
         ASSERT_EQ(ZUL_RESULT_OK, s.connect()) << "the client stays usable";
         ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }));

@@ -59,14 +59,28 @@ public:
         return false;
     }
 
+private:
+    template <typename R = char>
+    void add(const char* op, const char* account, bool streamed, bool finish, unsigned error,
+             const R* record = nullptr) {
+        entry e{op, account != nullptr ? account : "<null>", streamed, finish, error, ""};
+        if (record != nullptr)
+            e.record.assign(reinterpret_cast<const char*>(record), sizeof(R));
+        std::lock_guard<std::mutex> g(m_mutex);
+        m_entries.push_back(e);
+    }
+
+    std::mutex m_mutex;
+    std::vector<entry> m_entries;
+
     // clang-format off
 #define STREAM(op, T) void op(const char* a, T* p, bool f, ZUL_QueryErrorId e) override { add(#op, a, true, f, e, p); }
 #define LIST(op, T) void op(T* p, bool f, ZUL_QueryErrorId e) override { add(#op, "", true, f, e, p); }
 #define SINGLE(op, T) void op(const char* a, T* p, ZUL_QueryErrorId e) override { add(#op, a, false, false, e, p); }
-    void OnQueryConnection(ERR_NO n, const char* t) override { add<char>("OnQueryConnection", t, false, false, n); }
-    void OnQueryDisConnection(ERR_NO n, const char* t) override { add<char>("OnQueryDisConnection", t, false, false, n); }
+    void OnQueryConnection(ERR_NO n, const char* t) override { add("OnQueryConnection", t, false, false, n); }
+    void OnQueryDisConnection(ERR_NO n, const char* t) override { add("OnQueryDisConnection", t, false, false, n); }
     void OnQueryUserLogon(ZUL_QueryLogonResponse* p) override { add("OnQueryUserLogon", "", false, false, 0, p); }
-    void OnQueryRspChangePassword(ZUL_ChangePasswordResult r) override { add<char>("OnQueryRspChangePassword", "", false, false, r); }
+    void OnQueryRspChangePassword(ZUL_ChangePasswordResult r) override { add("OnQueryRspChangePassword", "", false, false, r); }
     void OnAccountBPReport(const char* a, ZUL_AccountBP* p) override { add("OnAccountBPReport", a, false, false, 0, p); }
     LIST(OnQueryUserAccount, ZUL_AccountInfo) LIST(OnQuerySymbol, ZUL_SymbolField) LIST(OnQueryComboRule, ZUL_AccountComboRule)
     SINGLE(OnQueryAccountBP, ZUL_AccountBP) SINGLE(OnQueryAccountBPDetail, ZUL_AccountBPDetail)
@@ -79,21 +93,8 @@ public:
 #undef STREAM
 #undef LIST
 #undef SINGLE
-        // clang-format on
-
-        private : template <typename R>
-                  void add(const char* op, const char* account, bool streamed, bool finish,
-                           unsigned error, const R* record = nullptr) {
-        entry e{op, account != nullptr ? account : "<null>", streamed, finish, error, ""};
-        if (record != nullptr)
-            e.record.assign(reinterpret_cast<const char*>(record), sizeof(R));
-        std::lock_guard<std::mutex> g(m_mutex);
-        m_entries.push_back(e);
-    }
-
-    std::mutex m_mutex;
-    std::vector<entry> m_entries;
 };
+// clang-format on
 
 // A simulator, an object-face client and its event log, logs in a scratch folder.
 struct object_session {
@@ -121,6 +122,27 @@ struct object_session {
 };
 
 const char ACCOUNT[] = "ZQ7";
+
+// Each operation, its plain function with the same arguments, and the event
+// operation that its answers must reach.
+// clang-format off
+#define BOTH(op, event, ...) {#event, [](ZULQueryApi* a) { return a->op(__VA_ARGS__); }, [](void* h) { return KQZUL_##op(h, __VA_ARGS__); }}
+const struct {
+    const char* event;
+    RESULT (*object)(ZULQueryApi*);
+    RESULT (*plain)(void*);
+} OPERATIONS[] = {
+    BOTH(QueryUserLogon, OnQueryUserLogon, "trader01", "pw123456"), BOTH(QueryChangePassword, OnQueryRspChangePassword, "old", "abc12345"),
+    BOTH(QuerySymbolList, OnQuerySymbol, 3), {"OnQueryUserAccount", [](ZULQueryApi* a) { return a->QueryUserAccount(); }, KQZUL_QueryUserAccount},
+    BOTH(QueryAccountPosition, OnQueryAccountPosition, ACCOUNT, 3), BOTH(QueryAccountPosition, OnQueryAccountOptionPosition, ACCOUNT, 2),
+    BOTH(QueryAccountBP, OnQueryAccountBP, ACCOUNT), BOTH(QueryAccountBPDetail, OnQueryAccountBPDetail, ACCOUNT),
+    BOTH(QueryComboRule, OnQueryComboRule, 4, 5), BOTH(QueryComboPosition, OnQueryComboPosition, ACCOUNT),
+    BOTH(QueryAccountTradeMargin, OnQueryAccountTradeMargin, ACCOUNT), BOTH(QueryAccountTradeFee, OnQueryAccountTradeFee, ACCOUNT, 6),
+    BOTH(QueryAccountOrder, OnQueryTradeOrder, ACCOUNT, 7), BOTH(QueryAccountQuote, OnQueryTradeQuote, ACCOUNT, 8),
+    BOTH(QueryAccountArbiOrder, OnQueryTradeArbiOrder, ACCOUNT), BOTH(QueryAccountCashInOut, OnAccountCashInoutNotify, ACCOUNT),
+    BOTH(QueryAccountOrderExecution, OnQueryTradeOrderExec, ACCOUNT, 9, 0x1A5)};
+#undef BOTH
+// clang-format on
 
 }  // namespace
 
@@ -165,8 +187,6 @@ TEST(ObjectFace, VersionSettingsAndTimestampsNeedNoConnection) {
     ZULQueryImpl* impl = static_cast<ZULQueryImpl*>(api);
     EXPECT_EQ(impl, KQZUL_GetQueryUserParam(impl->m_handle)) << "the object is the user parameter";
     CQueryClient* c = static_cast<CQueryClient*>(impl->m_handle);
-    EXPECT_EQ(nullptr, c->m_ptr_fun_query_account_risk_data_event.load()) << "no risk events here";
-    EXPECT_EQ(nullptr, c->m_ptr_fun_query_account_symbol_risk_data_event.load());
     api->SetQueryLoggerSwitch(true);
     api->SetQueryAutoReconnect(true);
     api->SetQueryMaxWaitTime(7);
@@ -223,76 +243,36 @@ TEST(ObjectFace, ConnectionEventsGoByCodeToTheLatestEventObject) {
               trail(second));
 }
 
-// clang-format off
-#define BOTH(op, ...) {#op, [](ZULQueryApi* a) { return a->op(__VA_ARGS__); }, [](void* h) { return KQZUL_##op(h, __VA_ARGS__); }}
-const struct {
-    const char* name;
-    RESULT (*object)(ZULQueryApi*);
-    RESULT (*plain)(void*);
-} SAME_AS_PLAIN[] = {
-    BOTH(QueryUserLogon, "trader01", "pw123456"), BOTH(QueryChangePassword, "old", "abc12345"),
-    BOTH(QuerySymbolList, 3), {"QueryUserAccount", [](ZULQueryApi* a) { return a->QueryUserAccount(); }, KQZUL_QueryUserAccount},
-    BOTH(QueryAccountPosition, ACCOUNT, 2), BOTH(QueryAccountBP, ACCOUNT), BOTH(QueryAccountBPDetail, ACCOUNT),
-    BOTH(QueryComboRule, 4, 5), BOTH(QueryComboPosition, ACCOUNT), BOTH(QueryAccountTradeMargin, ACCOUNT),
-    BOTH(QueryAccountTradeFee, ACCOUNT, 6), BOTH(QueryAccountOrder, ACCOUNT, 7), BOTH(QueryAccountQuote, ACCOUNT, 8),
-    BOTH(QueryAccountArbiOrder, ACCOUNT), BOTH(QueryAccountOrderExecution, ACCOUNT, 9, 0x1A5),
-    BOTH(QueryAccountCashInOut, ACCOUNT)};
-#undef BOTH
-// clang-format on
-
-TEST(ObjectFace, EveryOperationReachesTheServerAsThePlainFunctionWould) {
+// Each operation reaches the server as its plain function would, and each answer
+// the event operation of its own kind, a stream closing with bFinish. A refusal
+// reaches the operation of its request, and hv27 executions the Ex one.
+TEST(ObjectFace, EveryOperationAndEventTakesItsOwnPath) {
     object_session s;
     s.connect_and_logon();
-    for (const auto& c : SAME_AS_PLAIN) {
-        SCOPED_TRACE(c.name);
+    ASSERT_EQ(1u, s.sim.push_bp_report(ACCOUNT));
+    std::set<std::string> expected = {"OnQueryConnection", "OnAccountBPReport"};
+    for (const auto& c : OPERATIONS) {
+        SCOPED_TRACE(c.event);
         const size_t seen = s.sim.requests().size();
         ASSERT_EQ(ZUL_RESULT_OK, c.plain(s.handle()));
         ASSERT_EQ(ZUL_RESULT_OK, c.object(s.api));
         ASSERT_TRUE(s.sim.wait_for_requests(seen + 2, 10s));
         const std::vector<zulsim::ReceivedRequest> r = s.sim.requests();
-        EXPECT_EQ(r[seen].raw, r[seen + 1].raw);
+        EXPECT_EQ(r[seen].raw, r[seen + 1].raw) << "not as the plain function";
+        ASSERT_TRUE(wait_until([&] { return s.events.done(c.event); }));
+        expected.insert(c.event);
     }
     EXPECT_EQ(ZUL_RESULT_BAD_PASSWORD, s.api->QueryChangePassword("old", "short1"));
-}
-
-// Each event reaches the operation of its own kind, streams closing with bFinish;
-// a refusal reaches the operation of its request, and hv27 executions the Ex one.
-TEST(ObjectFace, EveryEventReachesItsOwnOperation) {
-    object_session s;
-    s.connect_and_logon();
-    ZULQueryApi* a = s.api;
-    // clang-format off
-    const std::pair<std::function<RESULT()>, const char*> calls[] = {
-        {[&] { return a->QueryUserAccount(); }, "OnQueryUserAccount"}, {[&] { return a->QuerySymbolList(3); }, "OnQuerySymbol"},
-        {[&] { return a->QueryAccountPosition(ACCOUNT, 3); }, "OnQueryAccountPosition"},
-        {[&] { return a->QueryAccountPosition(ACCOUNT, 2); }, "OnQueryAccountOptionPosition"},
-        {[&] { return a->QueryComboRule(1, 1); }, "OnQueryComboRule"}, {[&] { return a->QueryComboPosition(ACCOUNT); }, "OnQueryComboPosition"},
-        {[&] { return a->QueryAccountTradeMargin(ACCOUNT); }, "OnQueryAccountTradeMargin"},
-        {[&] { return a->QueryAccountTradeFee(ACCOUNT, 3); }, "OnQueryAccountTradeFee"},
-        {[&] { return a->QueryAccountOrder(ACCOUNT, 3); }, "OnQueryTradeOrder"}, {[&] { return a->QueryAccountArbiOrder(ACCOUNT); }, "OnQueryTradeArbiOrder"},
-        {[&] { return a->QueryAccountQuote(ACCOUNT, 2); }, "OnQueryTradeQuote"},
-        {[&] { return a->QueryAccountOrderExecution(ACCOUNT, 3, 0); }, "OnQueryTradeOrderExec"},
-        {[&] { return a->QueryAccountBP(ACCOUNT); }, "OnQueryAccountBP"}, {[&] { return a->QueryAccountBPDetail(ACCOUNT); }, "OnQueryAccountBPDetail"},
-        {[&] { return a->QueryAccountCashInOut(ACCOUNT); }, "OnAccountCashInoutNotify"},
-        {[&] { return s.sim.push_bp_report(ACCOUNT) == 1 ? ZUL_RESULT_OK : -1; }, "OnAccountBPReport"},
-        {[&] { return a->QueryChangePassword("old", "abc12345"); }, "OnQueryRspChangePassword"}};
-    // clang-format on
-    std::set<std::string> expected = {"OnQueryConnection", "OnQueryUserLogon"};
-    for (const auto& c : calls) {
-        ASSERT_EQ(ZUL_RESULT_OK, c.first()) << c.second;
-        ASSERT_TRUE(wait_until([&] { return s.events.done(c.second); })) << c.second;
-        expected.insert(c.second);
-    }
     std::set<std::string> seen;
     for (const event_log::entry& e : s.events.entries()) {
         seen.insert(e.op);
         EXPECT_TRUE(e.account.empty() || e.account == ACCOUNT || e.account == "conn ok") << e.op;
-        EXPECT_EQ(0u, e.error) << e.op;  // also "conn ok" has code 0
+        EXPECT_EQ(0u, e.error) << e.op;  // "conn ok" has code 0 too
     }
     EXPECT_EQ(expected, seen) << "an event reached another operation";
 
     s.sim.configure([](zulsim::Options& o) { o.refusals[74] = 4711; });
-    ASSERT_EQ(ZUL_RESULT_OK, a->QueryAccountOrder(ACCOUNT, 3));
+    ASSERT_EQ(ZUL_RESULT_OK, s.api->QueryAccountOrder(ACCOUNT, 3));
     ASSERT_TRUE(wait_until([&] { return s.events.entries().back().error == 4711; }));
     const event_log::entry refusal = s.events.entries().back();
     EXPECT_EQ("OnQueryTradeOrder", refusal.op);
@@ -302,11 +282,11 @@ TEST(ObjectFace, EveryEventReachesItsOwnOperation) {
 
     s.sim.configure([](zulsim::Options& o) { o.hv27 = true; });
     s.sim.set_data(zulsim::DataSet::standard(true, s.sim.options().user_id));
-    ASSERT_EQ(ZUL_RESULT_OK, a->QueryUserLogon("trader01", "pw123456"));
+    ASSERT_EQ(ZUL_RESULT_OK, s.api->QueryUserLogon("trader01", "pw123456"));
     ASSERT_TRUE(wait_until([&] { return s.engine()->IsHv27Version(); }));
-    EXPECT_EQ(ZUL_RESULT_NOT_SUPPORTED, a->QueryAccountBP(ACCOUNT));
+    EXPECT_EQ(ZUL_RESULT_NOT_SUPPORTED, s.api->QueryAccountBP(ACCOUNT));
     const size_t plain_execs = s.events.count("OnQueryTradeOrderExec");
-    ASSERT_EQ(ZUL_RESULT_OK, a->QueryAccountOrderExecution(ACCOUNT, 3, 0));
+    ASSERT_EQ(ZUL_RESULT_OK, s.api->QueryAccountOrderExecution(ACCOUNT, 3, 0));
     ASSERT_TRUE(wait_until([&] { return s.events.done("OnQueryTradeOrderExecEx"); }));
     EXPECT_EQ(plain_execs, s.events.count("OnQueryTradeOrderExec"));
 }

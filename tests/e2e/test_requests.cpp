@@ -10,11 +10,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
 
-#include "client/QueryClient.h"
 #include "kq_zul_query_internal_test.h"
 #include "support/e2e_client.h"
 #include "transport/socket_cache_client.h"
@@ -22,10 +22,6 @@
 using namespace zul_test;
 
 namespace {
-
-CQueryClient* engine(void* handle) {
-    return static_cast<CQueryClient*>(handle);
-}
 
 // Four different bytes: a user id at a wrong offset or in a wrong byte order shows.
 const uint32_t USER = 0x1A2B3C4D;
@@ -75,15 +71,6 @@ std::string image(const char* spec) {
             put(off, width, strtoul(value, nullptr, 0));
     }
     return img;
-}
-
-// Where two images differ, for a failure message.
-std::string diff(const std::string& want, const std::string& got) {
-    std::string out = "length " + std::to_string(got.size()) + ", differs at";
-    for (size_t i = 0; i < std::min(want.size(), got.size()); ++i)
-        if (want[i] != got[i])
-            out += " " + std::to_string(i);
-    return out;
 }
 
 struct request_case {
@@ -160,9 +147,7 @@ TEST(Requests, EachPutsExactlyItsRecordOnTheWire) {
         ASSERT_TRUE(s.sim().wait_for_requests(seen + 2, 10s));
         const std::vector<zulsim::ReceivedRequest> reqs = s.sim().requests();
         ASSERT_EQ(seen + 2, reqs.size());
-        const std::string want = image(c.image);
-        const std::string got(reqs[seen].raw.begin(), reqs[seen].raw.end());
-        EXPECT_EQ(want, got) << diff(want, got);
+        EXPECT_EQ(image(c.image), std::string(reqs[seen].raw.begin(), reqs[seen].raw.end()));
         EXPECT_EQ(71, reqs[seen + 1].id) << "the request after it was framed wrong";
     };
     for (const request_case& c : REQUESTS)
@@ -181,7 +166,7 @@ TEST(Requests, RefusalsComeInTheirOrderAndSendNothing) {
     };
     expect_all(nullptr, ZUL_RESULT_BAD_HANDLE, true);
     sim_session s(as_user(true));
-    CQueryClient* c = engine(s.handle());
+    CQueryClient* c = s.client();
     expect_all(s.handle(), ZUL_RESULT_NOT_CONNECTED, true);
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     expect_all(s.handle(), ZUL_RESULT_NOT_LOGGED_ON, false);
@@ -227,14 +212,14 @@ TEST(Requests, AFailedSendGivesFour) {
     ASSERT_EQ(0, getsockname(listener, reinterpret_cast<sockaddr*>(&addr), &len));
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_ConnQueryServer(s.handle(), server_at(ntohs(addr.sin_port))));
     ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 1; }));
-    CQueryClient* c = engine(s.handle());
+    CQueryClient* c = s.client();
     c->m_bQueryPortLogon = true;  // no server here answers a logon
     ASSERT_EQ(0, shutdown(c->m_asyncQueryClient->get_socket(), SHUT_WR));
     for (const request_case& r : REQUESTS)
         EXPECT_EQ(ZUL_RESULT_SEND_FAILED, r.send(s.handle())) << r.name;
     EXPECT_TRUE(c->IsConnect());
     KQZUL_QueryLoggerFlush(s.handle());
-    EXPECT_NE(std::string::npos, s.text_log().find("send_error tcp client send data error.\n"));
+    EXPECT_EQ(std::size(REQUESTS), s.log_count("send_error tcp client send data error.\n"));
     s.destroy();
     close(listener);
 }

@@ -14,8 +14,10 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "client/QueryClient.h"
 #include "client/precise_time.h"
 #include "kq_zul_query_event.h"
 #include "support/scratch_dir.h"
@@ -93,6 +95,11 @@ private:
     std::vector<ZUL_QueryLogonResponse> m_logons;
 };
 
+// A logon as the callbacks of the tests send it.
+inline RESULT send_logon(void* handle) {
+    return KQZUL_QueryUserLogon(handle, "trader01", "pw123456");
+}
+
 inline ZUL_QuerySvrInfo server_at(uint16_t port, const char* ip = "127.0.0.1") {
     ZUL_QuerySvrInfo info;
     strncpy(info.m_RemoteQueryIp, ip, sizeof(info.m_RemoteQueryIp) - 1);
@@ -121,6 +128,7 @@ public:
     sim_session& operator=(const sim_session&) = delete;
 
     void* handle() { return m_handle; }
+    CQueryClient* client() { return static_cast<CQueryClient*>(m_handle); }
     recorder& rec() { return m_rec; }
     zulsim::Simulator& sim() { return m_sim; }
     // Destroys the client now (the destructor then skips it).
@@ -129,6 +137,14 @@ public:
     void* release() { return std::exchange(m_handle, nullptr); }
     std::string text_log() { return read_file("mavlog_" + log_day() + ".log"); }
     std::string bin_log() { return read_file("mavlog_" + log_day() + ".bin"); }
+    // How often a text stands in the text log.
+    size_t log_count(const std::string& part) {
+        const std::string log = text_log();
+        size_t n = 0;
+        for (size_t pos = log.find(part); pos != std::string::npos; pos = log.find(part, pos + 1))
+            ++n;
+        return n;
+    }
 
     RESULT connect() { return KQZUL_ConnQueryServer(m_handle, server_at(m_sim.port())); }
 
