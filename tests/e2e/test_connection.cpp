@@ -11,9 +11,8 @@
 
 using namespace zul_test;
 
-TEST(Connection, BadParamsAndAbsentServerFailSilentlyThenConnOkComesFromTheEventThread) {
+TEST(Connection, EveryOpenAndCloseIsReportedOnceOnItsThreadAndBadParamsNever) {
     sim_session s;
-    const std::string port = std::to_string(s.sim().port());
     EXPECT_EQ(ZUL_RESULT_BAD_HANDLE, KQZUL_ConnQueryServer(nullptr, server_at(1)));
     EXPECT_EQ(ZUL_RESULT_BAD_HANDLE, KQZUL_DisConnQueryServer(nullptr));
     EXPECT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle())) << "never connected";
@@ -26,12 +25,25 @@ TEST(Connection, BadParamsAndAbsentServerFailSilentlyThenConnOkComesFromTheEvent
     EXPECT_TRUE(s.rec().conn_events().empty());
 
     s.sim().configure([](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::accept; });
-    ASSERT_EQ(ZUL_RESULT_OK, s.connect());
-    ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 1; }));
-    const conn_event ok = s.rec().conn_events()[0];
-    EXPECT_EQ("conn ok", ok.text);
-    EXPECT_FALSE(pthread_equal(ok.thread, pthread_self())) << "not on the event thread";
+    s.connect_and_logon();
+    const std::string port = std::to_string(s.sim().port());
     EXPECT_EQ(1u, s.log_count("info open query servr 127.0.0.1:" + port + " successed\n"));
+    // A second connect closes the first connection on this thread.
+    ASSERT_EQ(ZUL_RESULT_OK, s.connect());
+    ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }));
+    EXPECT_FALSE(s.client()->IsLogon()) << "a new connection starts logged off";
+    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
+    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
+    const std::vector<conn_event> events = s.rec().conn_events();
+    ASSERT_EQ(4u, events.size());
+    for (size_t i : {0, 1, 2, 3}) {
+        EXPECT_EQ(i % 2 ? "local disconnected" : "conn ok", events[i].text);
+        EXPECT_EQ(i % 2 ? ZUL_CONN_LOCAL_DISCONNECTED : ZUL_CONN_OK, events[i].code);
+        EXPECT_EQ(i % 2 == 1, pthread_equal(events[i].thread, pthread_self()) != 0) << "thread";
+    }
+    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, s.client()->m_e_connect_status.load());
+    EXPECT_EQ(3u, s.log_count("info close query client\n")) << "the refused transport's too";
+    EXPECT_EQ(ZUL_RESULT_NOT_CONNECTED, send_logon(s.handle()));
 }
 
 class LogonInConnOk : public ::testing::TestWithParam<bool> {};
@@ -76,27 +88,6 @@ TEST(Connection, LogonAnsweredBeforeConnOkReturnsSurvivesTheEventThreadsStateWri
     EXPECT_EQ(1u, s.rec().logons().size());
     EXPECT_TRUE(s.client()->IsLogon());
     EXPECT_EQ(E_STATUS_LOGONED, s.client()->m_e_connect_status.load());
-}
-
-TEST(Connection, LocalClosesAreReportedOnceOnTheClosingThread) {
-    sim_session s;
-    s.connect_and_logon();
-    // A second connect closes the first connection on this thread.
-    ASSERT_EQ(ZUL_RESULT_OK, s.connect());
-    ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }));
-    EXPECT_FALSE(s.client()->IsLogon()) << "a new connection starts logged off";
-    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
-    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
-    const std::vector<conn_event> events = s.rec().conn_events();
-    ASSERT_EQ(4u, events.size());
-    for (size_t i : {1, 3}) {
-        EXPECT_EQ(ZUL_CONN_LOCAL_DISCONNECTED, events[i].code);
-        EXPECT_EQ("local disconnected", events[i].text);
-        EXPECT_TRUE(pthread_equal(events[i].thread, pthread_self()));
-    }
-    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, s.client()->m_e_connect_status.load());
-    EXPECT_EQ(2u, s.log_count("info close query client\n"));
-    EXPECT_EQ(ZUL_RESULT_NOT_CONNECTED, send_logon(s.handle()));
 }
 
 // With auto reconnect every server drop is reported, logged and repaired with a new

@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -26,49 +25,43 @@ namespace {
 // Four different bytes: a user id at a wrong offset or in a wrong byte order shows.
 const uint32_t USER = 0x1A2B3C4D;
 const char* const OLD_PWD = "secret99";
-const char* const NEW_PWD = "abc12345";
 const char* const BROKEN_PWD = "abcdefgh";  // letters only: breaks the rule
-// Texts longer than their fields: 18, 25 and 40 characters.
+// Texts longer than their fields: 18, 25, 40 and 80 characters.
 const char* const ACCOUNT = "ACCT-0123456789XYZ";
 const char* const SYMBOL = "SYM-ABCDEFGHIJKLMNOPQRSTU";
 const char* const LOGIN = "login-0123456789-abcdefghijklmnopqrstuvw";
 const std::string EIGHTY(80, '7');
 
-// What of the texts above must arrive, and the MD5 of passwords as upper-case hex.
+// What of those texts must arrive, and the MD5 of passwords as upper-case hex.
+// clang-format off
 const std::map<char, std::string> TEXTS = {
-    {'A', "ACCT-0123456789"},
-    {'S', "SYM-ABCDEFGHIJKLMNO"},
-    {'L', "login-0123456789-abcdefghijklmno"},
-    {'O', "A7E938134BB0FB0D90A7C7F81DC32DDF"},  // "secret99"
-    {'N', "D6B0AB7F1C8AB8F514DB9A6D85DE160A"},  // "abc12345"
-    {'E', "D41D8CD98F00B204E9800998ECF8427E"},  // ""
-    {'P', "F57CDD6B6E803F7B1B4208DAA2F9E64B"},  // EIGHTY: digested whole, not cut
-};
+    {'A', "ACCT-0123456789"}, {'S', "SYM-ABCDEFGHIJKLMNO"}, {'L', "login-0123456789-abcdefghijklmno"},
+    {'O', "A7E938134BB0FB0D90A7C7F81DC32DDF"},   // OLD_PWD
+    {'N', "D6B0AB7F1C8AB8F514DB9A6D85DE160A"},   // "abc12345"
+    {'E', "D41D8CD98F00B204E9800998ECF8427E"},   // ""
+    {'P', "F57CDD6B6E803F7B1B4208DAA2F9E64B"}};  // EIGHTY, digested whole
+// clang-format on
 
 // A record image from "id length offset:width=value ...", all else zero. A value
 // is a number (little-endian), U for USER, or a letter of TEXTS (zero-filled).
 std::string image(const char* spec) {
     std::istringstream in(spec);
-    unsigned long id = 0, len = 0;
+    size_t id = 0, len = 0, off = 0, width = 0;
     in >> id >> len;
-    std::string img(len, '\0');
-    auto put = [&](size_t off, size_t width, unsigned long v) {
-        for (size_t i = 0; i < width; ++i)
-            img.at(off + i) = static_cast<char>(v >> (8 * i));
+    std::string img(len, '\0'), field;
+    auto put = [&](size_t at, size_t n, unsigned long v) {
+        for (size_t i = 0; i < n; ++i)
+            img.at(at + i) = static_cast<char>(v >> (8 * i));
     };
     put(0, 2, id);
     put(2, 2, len);
-    std::string field;
     while (in >> field) {
-        size_t off = 0, width = 0;
-        char value[16] = "";
-        EXPECT_EQ(3, sscanf(field.c_str(), "%zu:%zu=%15s", &off, &width, value)) << field;
-        if (value[0] == 'U')
-            put(off, width, USER);
-        else if (TEXTS.count(value[0]) != 0)
-            img.replace(off, TEXTS.at(value[0]).size(), TEXTS.at(value[0]));
+        char v[16] = "";
+        EXPECT_EQ(3, sscanf(field.c_str(), "%zu:%zu=%15s", &off, &width, v)) << field;
+        if (TEXTS.count(v[0]) != 0)
+            img.replace(off, TEXTS.at(v[0]).size(), TEXTS.at(v[0]));
         else
-            put(off, width, strtoul(value, nullptr, 0));
+            put(off, width, v[0] == 'U' ? USER : strtoul(v, nullptr, 0));
     }
     return img;
 }
@@ -83,7 +76,7 @@ struct request_case {
 // clang-format off
 const request_case REQUESTS[] = {
     {"UserLogon", false, [](void* h) { return KQZUL_QueryUserLogon(h, LOGIN, OLD_PWD); }, "68 80 8:4=15 12:33=L 45:33=O"},
-    {"ChangePassword", false, [](void* h) { return KQZUL_QueryChangePassword(h, OLD_PWD, NEW_PWD); }, "69 80 8:4=U 12:33=O 45:33=N"},
+    {"ChangePassword", false, [](void* h) { return KQZUL_QueryChangePassword(h, OLD_PWD, "abc12345"); }, "69 80 8:4=U 12:33=O 45:33=N"},
     {"SymbolList", false, [](void* h) { return KQZUL_QuerySymbolList(h, 'F'); }, "72 16 8:4=U 12:1=70"},
     {"UserAccount", false, [](void* h) { return KQZUL_QueryUserAccount(h); }, "71 16 8:4=U"},
     // A char above 127 travels as its byte.
@@ -107,23 +100,11 @@ const request_case REQUESTS[] = {
 // Empty texts and a password longer than its field.
 const request_case VARIANTS[] = {
     {"EmptyLogon", false, [](void* h) { return KQZUL_QueryUserLogon(h, "", ""); }, "68 80 8:4=15 45:33=E"},
-    {"LongPassword", false, [](void* h) { return KQZUL_QueryChangePassword(h, EIGHTY.c_str(), NEW_PWD); }, "69 80 8:4=U 12:33=P 45:33=N"},
+    {"LongPassword", false, [](void* h) { return KQZUL_QueryChangePassword(h, EIGHTY.c_str(), "abc12345"); }, "69 80 8:4=U 12:33=P 45:33=N"},
 };
 // clang-format on
 
-// Exactly one request arrived after the first `seen`, and it has this id. Called
-// after a request that goes out: anything refused before it would have arrived
-// ahead of it on the same connection.
-::testing::AssertionResult only_one_more(zulsim::Simulator& sim, size_t seen, int id) {
-    sim.wait_for_requests(seen + 1, 10s);
-    const std::vector<zulsim::ReceivedRequest> reqs = sim.requests();
-    if (reqs.size() == seen + 1 && reqs.back().id == id)
-        return ::testing::AssertionSuccess();
-    std::string ids;
-    for (const zulsim::ReceivedRequest& r : reqs)
-        ids += std::to_string(r.id) + " ";
-    return ::testing::AssertionFailure() << "arrived: " << ids << "; expected " << id << " last";
-}
+}  // namespace
 
 zulsim::Options as_user(bool hv27) {
     zulsim::Options o;
@@ -131,8 +112,6 @@ zulsim::Options as_user(bool hv27) {
     o.user_id = USER;
     return o;
 }
-
-}  // namespace
 
 TEST(Requests, EachPutsExactlyItsRecordOnTheWire) {
     sim_session s(as_user(false));
@@ -145,10 +124,9 @@ TEST(Requests, EachPutsExactlyItsRecordOnTheWire) {
         // the next request cannot be framed behind.
         ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryUserAccount(s.handle()));
         ASSERT_TRUE(s.sim().wait_for_requests(seen + 2, 10s));
-        const std::vector<zulsim::ReceivedRequest> reqs = s.sim().requests();
-        ASSERT_EQ(seen + 2, reqs.size());
-        EXPECT_EQ(image(c.image), std::string(reqs[seen].raw.begin(), reqs[seen].raw.end()));
-        EXPECT_EQ(71, reqs[seen + 1].id) << "the request after it was framed wrong";
+        const std::vector<zulsim::ReceivedRequest> r = s.sim().requests();
+        EXPECT_EQ(image(c.image), std::string(r[seen].raw.begin(), r[seen].raw.end()));
+        EXPECT_EQ(71, r.at(seen + 1).id) << "the request after it was framed wrong";
     };
     for (const request_case& c : REQUESTS)
         check(c);
@@ -167,14 +145,20 @@ TEST(Requests, RefusalsComeInTheirOrderAndSendNothing) {
     expect_all(nullptr, ZUL_RESULT_BAD_HANDLE, true);
     sim_session s(as_user(true));
     CQueryClient* c = s.client();
+    // Called after a request that goes out: one refused before it would have
+    // arrived ahead of it on the same connection.
+    size_t seen = 0;
+    auto arrived_alone = [&](int id) {
+        return s.sim().wait_for_requests(++seen, 10s) && s.sim().requests().size() == seen &&
+               s.sim().requests().back().id == id;
+    };
     expect_all(s.handle(), ZUL_RESULT_NOT_CONNECTED, true);
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     expect_all(s.handle(), ZUL_RESULT_NOT_LOGGED_ON, false);
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryUserLogon(s.handle(), "trader01", OLD_PWD));
-    ASSERT_TRUE(only_one_more(s.sim(), 0, 68)) << "refused requests went out";
+    ASSERT_TRUE(arrived_alone(68)) << "refused requests went out";
     ASSERT_TRUE(wait_until([&] { return c->IsLogon(); }));
     ASSERT_TRUE(c->IsHv27Version());
-    size_t seen = 1;
     EXPECT_EQ(ZUL_RESULT_BAD_PASSWORD, KQZUL_QueryChangePassword(s.handle(), OLD_PWD, BROKEN_PWD));
     for (const request_case& r : REQUESTS) {
         SCOPED_TRACE(r.name);
@@ -183,7 +167,7 @@ TEST(Requests, RefusalsComeInTheirOrderAndSendNothing) {
             continue;
         }
         ASSERT_EQ(ZUL_RESULT_OK, r.send(s.handle()));
-        ASSERT_TRUE(only_one_more(s.sim(), seen++, atoi(r.image)));
+        ASSERT_TRUE(arrived_alone(atoi(r.image)));
     }
     // The client still counts as hv27 when the connection goes or starts anew.
     s.sim().drop_connections();
@@ -194,7 +178,7 @@ TEST(Requests, RefusalsComeInTheirOrderAndSendNothing) {
     ASSERT_TRUE(c->IsHv27Version());
     expect_all(s.handle(), ZUL_RESULT_NOT_LOGGED_ON, false);
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryUserLogon(s.handle(), "trader01", OLD_PWD));
-    EXPECT_TRUE(only_one_more(s.sim(), seen, 68));
+    EXPECT_TRUE(arrived_alone(68));
 }
 
 // A client that counts as connected and logged on over a socket whose write side

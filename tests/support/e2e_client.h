@@ -2,12 +2,12 @@
 #define TESTS_SUPPORT_E2E_CLIENT_H
 
 // A plain-face client wired to a recorder, and a simulator to talk to: the pieces
-// every end-to-end test needs. Callbacks find their recorder through the user
-// parameter of the handle.
+// every end-to-end test needs.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -50,46 +50,41 @@ struct conn_event {
 // callback's thread after the recording; set them before connecting.
 class recorder {
 public:
-    std::vector<conn_event> conn_events() { return locked_copy(m_conn); }
-    std::vector<ZUL_QueryLogonResponse> logons() { return locked_copy(m_logons); }
+    std::vector<conn_event> conn_events() {
+        std::lock_guard<std::mutex> g(m_mutex);
+        return m_conn;
+    }
+    std::vector<ZUL_QueryLogonResponse> logons() {
+        std::lock_guard<std::mutex> g(m_mutex);
+        return m_logons;
+    }
     size_t count_conn(ERR_NO code) {
-        size_t n = 0;
-        for (const conn_event& e : conn_events())
-            n += e.code == code ? 1 : 0;
-        return n;
+        const std::vector<conn_event> all = conn_events();
+        return std::count_if(all.begin(), all.end(),
+                             [&](const conn_event& e) { return e.code == code; });
     }
 
     std::function<void(void* handle, ERR_NO code)> on_conn;
     std::function<void(void* handle, const ZUL_QueryLogonResponse&)> on_logon;
 
     static void record_conn(void* handle, ERR_NO code, const char* text) {
-        recorder* r = of(handle);
-        r->add(r->m_conn, conn_event{code, text ? text : "", pthread_self()});
+        recorder* r = static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+        std::unique_lock<std::mutex> g(r->m_mutex);
+        r->m_conn.push_back({code, text ? text : "", pthread_self()});
+        g.unlock();
         if (r->on_conn)
             r->on_conn(handle, code);
     }
     static void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
-        recorder* r = of(handle);
-        r->add(r->m_logons, *logon);
+        recorder* r = static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+        std::unique_lock<std::mutex> g(r->m_mutex);
+        r->m_logons.push_back(*logon);
+        g.unlock();
         if (r->on_logon)
             r->on_logon(handle, *logon);
     }
 
 private:
-    static recorder* of(void* handle) {
-        return static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
-    }
-    template <typename T>
-    void add(std::vector<T>& list, const T& item) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        list.push_back(item);
-    }
-    template <typename T>
-    std::vector<T> locked_copy(const std::vector<T>& list) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        return list;
-    }
-
     std::mutex m_mutex;
     std::vector<conn_event> m_conn;
     std::vector<ZUL_QueryLogonResponse> m_logons;

@@ -1,9 +1,10 @@
 #ifndef TESTS_SUPPORT_SCRATCH_DIR_H
 #define TESTS_SUPPORT_SCRATCH_DIR_H
 
+// A scratch working folder, and readers of the files and logs written into it.
+
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <filesystem>
@@ -19,19 +20,18 @@ namespace zul_test {
 // the object; the former working folder comes back and the folder goes away.
 class scratch_dir {
 public:
-    scratch_dir() {
+    scratch_dir() : m_old(std::filesystem::current_path()) {
         char tmpl[] = "/tmp/zulq_test_XXXXXX";
         if (mkdtemp(tmpl) == nullptr)
             throw std::runtime_error("mkdtemp failed");
         m_path = tmpl;
-        m_old = std::filesystem::current_path();
         std::filesystem::current_path(m_path);
     }
     ~scratch_dir() {
-        std::error_code ec;
-        std::filesystem::current_path(m_old, ec);
-        // Folders of mode 0600 are removable by their owner once opened up.
         namespace fs = std::filesystem;
+        std::error_code ec;
+        fs::current_path(m_old, ec);
+        // Folders of mode 0600 are removable by their owner once opened up.
         for (auto it = fs::recursive_directory_iterator(m_path, ec);
              it != fs::recursive_directory_iterator(); it.increment(ec))
             if (it->is_directory(ec))
@@ -43,14 +43,13 @@ public:
     const std::string& path() const { return m_path; }
 
 private:
-    std::string m_path;
     std::filesystem::path m_old;
+    std::string m_path;
 };
 
 inline std::string read_file(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
     std::ostringstream out;
-    out << in.rdbuf();
+    out << std::ifstream(name, std::ios::binary).rdbuf();
     return out.str();
 }
 
@@ -62,9 +61,8 @@ inline bool file_exists(const std::string& name) {
 // The eight-digit local date of a point in time.
 inline std::string local_day(time_t t) {
     tm local;
-    localtime_r(&t, &local);
     char buf[16];
-    strftime(buf, sizeof(buf), "%Y%m%d", &local);
+    strftime(buf, sizeof(buf), "%Y%m%d", localtime_r(&t, &local));
     return buf;
 }
 
@@ -72,10 +70,8 @@ inline std::string local_day(time_t t) {
 // and separator must stand at its own offset. Gives the length field, or -1.
 inline long parse_log_header(const std::string& data, size_t pos) {
     static const char shape[] = "dddddddd-dd:dd:dd.dddddd ddddd ";
-    if (data.size() < pos + 31)
-        return -1;
     for (size_t i = 0; i < 31; ++i) {
-        const unsigned char c = static_cast<unsigned char>(data[pos + i]);
+        const unsigned char c = pos + i < data.size() ? data[pos + i] : '\0';
         if (shape[i] == 'd' ? std::isdigit(c) == 0 : c != shape[i])
             return -1;
     }
@@ -101,18 +97,17 @@ inline bool walk_bin_records(const std::string& data, std::vector<bin_record>& r
     return true;
 }
 
-// Lines of a text log without their newlines; a last line without one is kept
+// Lines of a text log without their newlines; a last line without one is kept,
 // marked, so that a torn end shows.
 inline std::vector<std::string> split_lines(const std::string& data) {
     std::vector<std::string> lines;
-    for (size_t pos = 0; pos < data.size();) {
-        const size_t nl = data.find('\n', pos);
+    for (size_t pos = 0, nl; pos < data.size(); pos = nl + 1) {
+        nl = data.find('\n', pos);
         if (nl == std::string::npos) {
             lines.push_back(data.substr(pos) + "<no newline>");
             break;
         }
         lines.push_back(data.substr(pos, nl - pos));
-        pos = nl + 1;
     }
     return lines;
 }
