@@ -18,16 +18,13 @@ TEST(Connection, EveryOpenAndCloseIsReportedOnceOnItsThreadAndBadParamsNever) {
     EXPECT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle())) << "never connected";
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, KQZUL_ConnQueryServer(s.handle(), server_at(0)));
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, KQZUL_ConnQueryServer(s.handle(), server_at(1, "")));
-    s.sim().configure([](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; });
-    EXPECT_EQ(ZUL_RESULT_CONN_FAILED, s.connect());
     EXPECT_EQ(1u, s.log_count("info invalid query port params 127.0.0.1:0.\n"));
     EXPECT_EQ(1u, s.log_count("info invalid query port params :1.\n"));
     EXPECT_TRUE(s.rec().conn_events().empty());
 
-    s.sim().configure([](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::accept; });
     s.connect_and_logon();
-    const std::string port = std::to_string(s.sim().port());
-    EXPECT_EQ(1u, s.log_count("info open query servr 127.0.0.1:" + port + " successed\n"));
+    EXPECT_EQ(1u, s.log_count("info open query servr 127.0.0.1:" + std::to_string(s.sim().port()) +
+                              " successed\n"));
     // A second connect closes the first connection on this thread.
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
     ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }));
@@ -41,8 +38,7 @@ TEST(Connection, EveryOpenAndCloseIsReportedOnceOnItsThreadAndBadParamsNever) {
         EXPECT_EQ(i % 2 ? ZUL_CONN_LOCAL_DISCONNECTED : ZUL_CONN_OK, events[i].code);
         EXPECT_EQ(i % 2 == 1, pthread_equal(events[i].thread, pthread_self()) != 0) << "thread";
     }
-    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, s.client()->m_e_connect_status.load());
-    EXPECT_EQ(3u, s.log_count("info close query client\n")) << "the refused transport's too";
+    EXPECT_EQ(2u, s.log_count("info close query client\n"));
     EXPECT_EQ(ZUL_RESULT_NOT_CONNECTED, send_logon(s.handle()));
 }
 
@@ -133,7 +129,6 @@ TEST(Connection, AutoReconnectRepairsEveryDropUntilCloseOrDestroy) {
 
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(s.handle()));
     ASSERT_TRUE(wait_until([&] { return c->m_connect_thread_is_running == 0; }, 5s));
-    EXPECT_EQ(1u, s.log_count("debug _th_query_clt_check_and_reconn stop\n"));
     EXPECT_EQ(3u, s.sim().accepted());
     // A new campaign, in its wait before the first attempt: a destruction that does
     // not wait for the thread shows as a use after free under the sanitizers.

@@ -29,12 +29,7 @@ TEST_P(Examples, ListAccountsAndPositionsFromTheSimulatorAndFailOnARefusedLogon)
               out.find("logon: result 0, user id " + std::to_string(sim.options().user_id)));
     for (const std::string& account : sim.data().accounts())
         EXPECT_NE(std::string::npos, out.find("account " + account)) << account << "\n" << out;
-    // Each account's positions were asked for, and those of ZQ7 shown.
-    EXPECT_NE(std::string::npos, out.find("  ZQ7 ")) << out;
-    int position_requests = 0;
-    for (const zulsim::ReceivedRequest& r : sim.requests())
-        position_requests += r.id == 73;
-    EXPECT_EQ(static_cast<int>(sim.data().accounts().size()), position_requests);
+    EXPECT_NE(std::string::npos, out.find("  ZQ7 ")) << "its positions\n" << out;
 
     sim.configure([](zulsim::Options& o) { o.logon_result = 3; });
     EXPECT_NE(0, system((command + "bad 2>/dev/null >/dev/null").c_str()));

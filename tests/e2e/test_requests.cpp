@@ -96,15 +96,11 @@ const request_case REQUESTS[] = {
     // Neither the symbol nor the exchange has a field to go to.
     {"AccountRiskData", false, [](void* h) { return KQZUL_QueryAccountRiskData(h, ACCOUNT, SYMBOL, 105); }, "82 28 8:4=U 12:16=A"},
     {"AccountSymbolRiskData", false, [](void* h) { return KQZUL_QueryAccountSymbolRiskData(h, ACCOUNT, SYMBOL, 105); }, "83 48 8:4=U 12:16=A 28:20=S"},
-};
-// Empty texts and a password longer than its field.
-const request_case VARIANTS[] = {
+    // Empty texts, and a password longer than its field.
     {"EmptyLogon", false, [](void* h) { return KQZUL_QueryUserLogon(h, "", ""); }, "68 80 8:4=15 45:33=E"},
     {"LongPassword", false, [](void* h) { return KQZUL_QueryChangePassword(h, EIGHTY.c_str(), "abc12345"); }, "69 80 8:4=U 12:33=P 45:33=N"},
 };
 // clang-format on
-
-}  // namespace
 
 zulsim::Options as_user(bool hv27) {
     zulsim::Options o;
@@ -113,10 +109,12 @@ zulsim::Options as_user(bool hv27) {
     return o;
 }
 
+}  // namespace
+
 TEST(Requests, EachPutsExactlyItsRecordOnTheWire) {
     sim_session s(as_user(false));
     s.connect_and_logon("trader01", OLD_PWD);
-    auto check = [&](const request_case& c) {
+    for (const request_case& c : REQUESTS) {
         SCOPED_TRACE(c.name);
         const size_t seen = s.sim().requests().size();
         ASSERT_EQ(ZUL_RESULT_OK, c.send(s.handle()));
@@ -127,11 +125,7 @@ TEST(Requests, EachPutsExactlyItsRecordOnTheWire) {
         const std::vector<zulsim::ReceivedRequest> r = s.sim().requests();
         EXPECT_EQ(image(c.image), std::string(r[seen].raw.begin(), r[seen].raw.end()));
         EXPECT_EQ(71, r.at(seen + 1).id) << "the request after it was framed wrong";
-    };
-    for (const request_case& c : REQUESTS)
-        check(c);
-    for (const request_case& c : VARIANTS)
-        check(c);
+    }
 }
 
 // Null handle, then connection, then logon, then the server generation, and the
