@@ -2,21 +2,22 @@
 #define TESTS_SUPPORT_E2E_CLIENT_H
 
 // A plain-face client wired to a recorder, and a simulator to talk to: the pieces
-// every end-to-end test needs. Callbacks find their recorder through the user
-// parameter of the handle.
+// every end-to-end test needs.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "client/QueryClient.h"
 #include "client/precise_time.h"
 #include "kq_zul_query_event.h"
 #include "support/scratch_dir.h"
@@ -45,40 +46,43 @@ struct conn_event {
     pthread_t thread;
 };
 
-// Collects what the client reports. Every member is guarded by m_mutex; read them
-// through the accessors or under lock().
+// Collects what the client reports, under its own lock. The hooks run on the
+// callback's thread after the recording; set them before connecting.
 class recorder {
 public:
-    std::unique_lock<std::mutex> lock() { return std::unique_lock<std::mutex>(m_mutex); }
-
-    void add_conn(ERR_NO code, const char* text) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        m_conn.push_back({code, text ? text : "", pthread_self()});
-    }
-    void add_logon(const ZUL_QueryLogonResponse& r) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        m_logons.push_back(r);
-    }
     std::vector<conn_event> conn_events() {
         std::lock_guard<std::mutex> g(m_mutex);
         return m_conn;
-    }
-    size_t count_conn(ERR_NO code) {
-        std::lock_guard<std::mutex> g(m_mutex);
-        size_t n = 0;
-        for (const conn_event& e : m_conn)
-            n += e.code == code ? 1 : 0;
-        return n;
     }
     std::vector<ZUL_QueryLogonResponse> logons() {
         std::lock_guard<std::mutex> g(m_mutex);
         return m_logons;
     }
+    size_t count_conn(ERR_NO code) {
+        const std::vector<conn_event> all = conn_events();
+        return std::count_if(all.begin(), all.end(),
+                             [&](const conn_event& e) { return e.code == code; });
+    }
 
-    // What the connection callback does besides recording, run on its thread.
     std::function<void(void* handle, ERR_NO code)> on_conn;
-    // What the logon callback does besides recording.
     std::function<void(void* handle, const ZUL_QueryLogonResponse&)> on_logon;
+
+    static void record_conn(void* handle, ERR_NO code, const char* text) {
+        recorder* r = static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+        std::unique_lock<std::mutex> g(r->m_mutex);
+        r->m_conn.push_back({code, text ? text : "", pthread_self()});
+        g.unlock();
+        if (r->on_conn)
+            r->on_conn(handle, code);
+    }
+    static void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
+        recorder* r = static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
+        std::unique_lock<std::mutex> g(r->m_mutex);
+        r->m_logons.push_back(*logon);
+        g.unlock();
+        if (r->on_logon)
+            r->on_logon(handle, *logon);
+    }
 
 private:
     std::mutex m_mutex;
@@ -86,22 +90,9 @@ private:
     std::vector<ZUL_QueryLogonResponse> m_logons;
 };
 
-inline recorder* recorder_of(void* handle) {
-    return static_cast<recorder*>(KQZUL_GetQueryUserParam(handle));
-}
-
-inline void record_conn(void* handle, ERR_NO code, const char* text) {
-    recorder* r = recorder_of(handle);
-    r->add_conn(code, text);
-    if (r->on_conn)
-        r->on_conn(handle, code);
-}
-
-inline void record_logon(void* handle, ZUL_QueryLogonResponse* logon) {
-    recorder* r = recorder_of(handle);
-    r->add_logon(*logon);
-    if (r->on_logon)
-        r->on_logon(handle, *logon);
+// A logon as the callbacks of the tests send it.
+inline RESULT send_logon(void* handle) {
+    return KQZUL_QueryUserLogon(handle, "trader01", "pw123456");
 }
 
 inline ZUL_QuerySvrInfo server_at(uint16_t port, const char* ip = "127.0.0.1") {
@@ -120,8 +111,8 @@ public:
         if (!m_sim.start(&error))
             throw std::runtime_error("simulator did not start: " + error);
         m_handle = KQZUL_CreateQuery(&m_rec);
-        KQZUL_SetQueryConnectionEvent(m_handle, record_conn);
-        KQZUL_SetQueryUserLogonEvent(m_handle, record_logon);
+        KQZUL_SetQueryConnectionEvent(m_handle, recorder::record_conn);
+        KQZUL_SetQueryUserLogonEvent(m_handle, recorder::record_logon);
     }
     ~sim_session() {
         if (m_handle != nullptr)
@@ -132,15 +123,23 @@ public:
     sim_session& operator=(const sim_session&) = delete;
 
     void* handle() { return m_handle; }
+    CQueryClient* client() { return static_cast<CQueryClient*>(m_handle); }
     recorder& rec() { return m_rec; }
     zulsim::Simulator& sim() { return m_sim; }
     // Destroys the client now (the destructor then skips it).
-    void destroy() {
-        KQZUL_DestroyQuery(m_handle);
-        m_handle = nullptr;
-    }
+    void destroy() { KQZUL_DestroyQuery(release()); }
+    // The caller destroys the client from here on.
+    void* release() { return std::exchange(m_handle, nullptr); }
     std::string text_log() { return read_file("mavlog_" + log_day() + ".log"); }
     std::string bin_log() { return read_file("mavlog_" + log_day() + ".bin"); }
+    // How often a text stands in the text log.
+    size_t log_count(const std::string& part) {
+        const std::string log = text_log();
+        size_t n = 0;
+        for (size_t pos = log.find(part); pos != std::string::npos; pos = log.find(part, pos + 1))
+            ++n;
+        return n;
+    }
 
     RESULT connect() { return KQZUL_ConnQueryServer(m_handle, server_at(m_sim.port())); }
 

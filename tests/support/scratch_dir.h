@@ -1,9 +1,10 @@
 #ifndef TESTS_SUPPORT_SCRATCH_DIR_H
 #define TESTS_SUPPORT_SCRATCH_DIR_H
 
+// A scratch working folder, and readers of the files and logs written into it.
+
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <filesystem>
@@ -19,39 +20,36 @@ namespace zul_test {
 // the object; the former working folder comes back and the folder goes away.
 class scratch_dir {
 public:
-    scratch_dir() {
+    scratch_dir() : m_old(std::filesystem::current_path()) {
         char tmpl[] = "/tmp/zulq_test_XXXXXX";
         if (mkdtemp(tmpl) == nullptr)
             throw std::runtime_error("mkdtemp failed");
         m_path = tmpl;
-        m_old = std::filesystem::current_path();
         std::filesystem::current_path(m_path);
     }
     ~scratch_dir() {
+        namespace fs = std::filesystem;
         std::error_code ec;
-        std::filesystem::current_path(m_old, ec);
+        fs::current_path(m_old, ec);
         // Folders of mode 0600 are removable by their owner once opened up.
-        for (auto it = std::filesystem::recursive_directory_iterator(m_path, ec);
-             it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+        for (auto it = fs::recursive_directory_iterator(m_path, ec);
+             it != fs::recursive_directory_iterator(); it.increment(ec))
             if (it->is_directory(ec))
                 chmod(it->path().c_str(), 0700);
-        }
-        std::filesystem::remove_all(m_path, ec);
+        fs::remove_all(m_path, ec);
     }
     scratch_dir(const scratch_dir&) = delete;
     scratch_dir& operator=(const scratch_dir&) = delete;
-
     const std::string& path() const { return m_path; }
 
 private:
-    std::string m_path;
     std::filesystem::path m_old;
+    std::string m_path;
 };
 
 inline std::string read_file(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
     std::ostringstream out;
-    out << in.rdbuf();
+    out << std::ifstream(name, std::ios::binary).rdbuf();
     return out.str();
 }
 
@@ -63,9 +61,8 @@ inline bool file_exists(const std::string& name) {
 // The eight-digit local date of a point in time.
 inline std::string local_day(time_t t) {
     tm local;
-    localtime_r(&t, &local);
     char buf[16];
-    strftime(buf, sizeof(buf), "%Y%m%d", &local);
+    strftime(buf, sizeof(buf), "%Y%m%d", localtime_r(&t, &local));
     return buf;
 }
 
@@ -73,13 +70,9 @@ inline std::string local_day(time_t t) {
 // and separator must stand at its own offset. Gives the length field, or -1.
 inline long parse_log_header(const std::string& data, size_t pos) {
     static const char shape[] = "dddddddd-dd:dd:dd.dddddd ddddd ";
-    if (data.size() < pos + 31)
-        return -1;
     for (size_t i = 0; i < 31; ++i) {
-        char c = data[pos + i];
-        bool ok =
-            shape[i] == 'd' ? std::isdigit(static_cast<unsigned char>(c)) != 0 : c == shape[i];
-        if (!ok)
+        const unsigned char c = pos + i < data.size() ? data[pos + i] : '\0';
+        if (shape[i] == 'd' ? std::isdigit(c) == 0 : c != shape[i])
             return -1;
     }
     return std::stol(data.substr(pos + 25, 5));
@@ -93,13 +86,10 @@ struct bin_record {
 
 // Splits a binary log into records; false when any record is malformed.
 inline bool walk_bin_records(const std::string& data, std::vector<bin_record>& records) {
-    size_t pos = 0;
-    while (pos < data.size()) {
-        long len = parse_log_header(data, pos);
-        if (len < 0)
-            return false;
-        size_t end = pos + 31 + 2 + static_cast<size_t>(len);
-        if (end >= data.size() || data[pos + 32] != ' ' || data[end] != '\n')
+    for (size_t pos = 0; pos < data.size();) {
+        const long len = parse_log_header(data, pos);
+        const size_t end = pos + 33 + static_cast<size_t>(len);
+        if (len < 0 || end >= data.size() || data[pos + 32] != ' ' || data[end] != '\n')
             return false;
         records.push_back({data[pos + 31], data.substr(pos + 33, static_cast<size_t>(len))});
         pos = end + 1;
@@ -107,19 +97,17 @@ inline bool walk_bin_records(const std::string& data, std::vector<bin_record>& r
     return true;
 }
 
-// Lines of a text log without their newlines; a last line without one is kept
-// as it is, so that a torn end shows.
+// Lines of a text log without their newlines; a last line without one is kept,
+// marked, so that a torn end shows.
 inline std::vector<std::string> split_lines(const std::string& data) {
     std::vector<std::string> lines;
-    size_t pos = 0;
-    while (pos < data.size()) {
-        size_t nl = data.find('\n', pos);
+    for (size_t pos = 0, nl; pos < data.size(); pos = nl + 1) {
+        nl = data.find('\n', pos);
         if (nl == std::string::npos) {
             lines.push_back(data.substr(pos) + "<no newline>");
             break;
         }
         lines.push_back(data.substr(pos, nl - pos));
-        pos = nl + 1;
     }
     return lines;
 }
