@@ -59,7 +59,6 @@ TEST(QueryBaseLog, BinaryRecordsCarryTheirPayloadUnchanged) {
         query_base_log log;
         ASSERT_TRUE(log.open("t.bin"));
         log.write_bin('0', "abcde", 5);
-        ASSERT_EQ(read_file("t.bin").size(), 39u);
         EXPECT_EQ(read_file("t.bin").substr(24), " 00005 0 abcde\n");
         log.write_bin('1', "abcde", 0);
         log.write_bin('1', "abcde", -3);

@@ -5,9 +5,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -106,8 +106,9 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
     }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     for (int move = 1; move <= 20; ++move) {
-        // Some writes between two moves, however the threads are scheduled.
-        while (written < move * 30 && std::chrono::steady_clock::now() < deadline)
+        // At least 30 writes between two moves, however the threads are scheduled.
+        const int before = written;
+        while (written < before + 30 && std::chrono::steady_clock::now() < deadline)
             std::this_thread::yield();
         client.SetLogDir(move % 2 ? "a" : "b");
     }
@@ -118,10 +119,13 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
     client.m_bin_logger.close();
 
     size_t lines = 0;
-    const std::regex whole("info writer [0-2] line [0-9]+");
     for (const char* folder : {"", "a", "b"}) {
         for (const std::string& body : bodies_of(folder)) {
-            EXPECT_TRUE(body == CREATED || std::regex_match(body, whole)) << body;
+            int w = -1, i = -1;
+            sscanf(body.c_str(), "info writer %d line %d", &w, &i);
+            const std::string whole =
+                "info writer " + std::to_string(w) + " line " + std::to_string(i);
+            EXPECT_TRUE(body == CREATED || body == whole) << body;
             lines += body != CREATED;
         }
         std::vector<bin_record> records;
@@ -129,7 +133,7 @@ TEST(QueryClient, WritersAndALogMoverNeverTearALine) {
         for (const bin_record& r : records)
             EXPECT_EQ(r.payload.size(), 6u);
     }
-    EXPECT_GT(lines, 300u);  // a line may be lost while a logger is being moved
+    EXPECT_GT(lines, 20u * 27);  // only a write under way during a move may be lost
 }
 
 }  // namespace

@@ -54,7 +54,6 @@ TEST(ScktClient, EitherEndIsSeenByTheOtherAndOurDescriptorsClose) {
     EXPECT_FALSE(s.client.is_connected());
     EXPECT_TRUE(leaks.clean());
     EXPECT_EQ(-1, s.client.sock_send("x", 1));
-    EXPECT_EQ(1, s.rec.count(EVENT_REMOTE_DISCONNECT));
 
     ASSERT_TRUE(s.open());
     EXPECT_TRUE(s.client.sock_close());
