@@ -193,7 +193,7 @@ bool set_timeout(const std::string& v, double* out) {
     return true;
 }
 
-struct OptionSpec {
+struct OptionDef {
     const char* name;
     const char* value_name;  // null for a flag
     unsigned bit;            // 0: a global option, else the CommandOption it is
@@ -212,7 +212,7 @@ bool set_format(Invocation& i, OutputFormat f) {
 }
 
 // clang-format off
-const OptionSpec kOptions[] = {
+const OptionDef kOptions[] = {
     {"--host", "H", 0, [](Invocation& i, const std::string& v) {
          return set_text(&i.settings.host, v); },
      "server address, a name or dotted IPv4 (default 127.0.0.1)"},
@@ -262,8 +262,8 @@ const OptionSpec kOptions[] = {
 };
 // clang-format on
 
-const OptionSpec* find_option(const std::string& name) {
-    for (const OptionSpec& o : kOptions) {
+const OptionDef* find_option(const std::string& name) {
+    for (const OptionDef& o : kOptions) {
         if (name == o.name)
             return &o;
     }
@@ -278,7 +278,7 @@ const Command* find_command(const std::string& name) {
     return nullptr;
 }
 
-std::string option_synopsis(const OptionSpec& o) {
+std::string option_synopsis(const OptionDef& o) {
     return std::string(o.name) + (o.value_name != nullptr ? std::string(" ") + o.value_name : "");
 }
 
@@ -297,7 +297,7 @@ bool apply_option(const std::string& arg, int argc, char** argv, int* i, Invocat
                   std::string* error) {
     const size_t eq = arg.find('=');
     const std::string name = arg.substr(0, eq);
-    const OptionSpec* o = find_option(name);
+    const OptionDef* o = find_option(name);
     if (o == nullptr) {
         *error = "unknown option " + name;
         return false;
@@ -392,7 +392,7 @@ std::string main_help() {
         "Times are local, with nanoseconds.\n"
         "\nOptions:\n";
     std::vector<std::pair<std::string, std::string>> lines;
-    for (const OptionSpec& o : kOptions) {
+    for (const OptionDef& o : kOptions) {
         if (o.bit == 0)
             lines.emplace_back(option_synopsis(o), o.help);
     }
@@ -421,7 +421,7 @@ std::string command_help(const Command& c) {
     summary[0] = static_cast<char>(toupper(static_cast<unsigned char>(summary[0])));
     out += "\n\n" + summary + ".\n";
     std::vector<std::pair<std::string, std::string>> lines;
-    for (const OptionSpec& o : kOptions) {
+    for (const OptionDef& o : kOptions) {
         if ((o.bit & c.options) != 0)
             lines.emplace_back(option_synopsis(o), o.help);
     }

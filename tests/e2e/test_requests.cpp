@@ -44,8 +44,8 @@ const std::map<char, std::string> TEXTS = {
 
 // A record image from "id length offset:width=value ...", all else zero. A value
 // is a number (little-endian), U for USER, or a letter of TEXTS (zero-filled).
-std::string image(const char* spec) {
-    std::istringstream in(spec);
+std::string image(const char* layout) {
+    std::istringstream in(layout);
     size_t id = 0, len = 0, off = 0, width = 0;
     in >> id >> len;
     std::string img(len, '\0'), field;
