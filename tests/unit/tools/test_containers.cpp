@@ -3,6 +3,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tools/data_pool.h"
@@ -154,6 +155,39 @@ TEST(MutexLock, RecursiveForTheHolderAndALockerUnlocksOnce) {
     EXPECT_TRUE(free_for_other_thread(m));
     mutex_locker nothing(static_cast<mutex_lock*>(nullptr));
     nothing.unlock();
+}
+
+// What another thread can take right now: {shared, exclusive}.
+std::pair<bool, bool> free_for_other_thread(read_write_lock& l) {
+    std::pair<bool, bool> got;
+    std::thread([&] {
+        if ((got.first = l.try_read_lock()))
+            l.read_unlock();
+        if ((got.second = l.try_write_lock()))
+            l.write_unlock();
+    }).join();
+    return got;
+}
+
+TEST(ReadWriteAndSpinLocks, ReadersShareWritersExcludeAndTheSpinLockIsNotRecursive) {
+    read_write_lock rw;
+    {
+        read_locker r(rw);
+        EXPECT_EQ(std::make_pair(true, false), free_for_other_thread(rw));
+    }
+    {
+        write_locker w(&rw);
+        EXPECT_EQ(std::make_pair(false, false), free_for_other_thread(rw));
+    }
+    EXPECT_EQ(std::make_pair(true, true), free_for_other_thread(rw));
+
+    spin_lock s;
+    {
+        spin_locker held(s);
+        EXPECT_FALSE(s.try_lock());
+    }
+    EXPECT_TRUE(s.try_lock());
+    s.unlock();
 }
 
 // Shows the bucket layout, which the map keeps to itself.
