@@ -51,9 +51,7 @@ public:
             m_arr[m_ready_count++] = ptr_node;
             return;
         }
-        if (ptr_node == nullptr)
-            return;
-        delete ptr_node;
+        delete ptr_node;  // a null one counts as given back all the same
         --m_total_count;
     }
 

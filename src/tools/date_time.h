@@ -27,8 +27,8 @@ public:
     date_time();
     date_time(const date_time& other);
     // Parse with the default format, or the current time if that fails.
-    explicit date_time(const std::string& str);
-    explicit date_time(lpcstr_kq str);
+    date_time(const std::string& str);
+    date_time(lpcstr_kq str);
     // Parse with the given format, or the current time if that fails.
     date_time(const std::string& str, const std::string& strFormat);
     date_time(lpcstr_kq str, lpcstr_kq str_format);

@@ -1,5 +1,7 @@
 #include "transport/socket_cache_client.h"
 
+#include <poll.h>
+
 #include <climits>
 
 #include "tools/cross_platform_api.h"
@@ -233,9 +235,14 @@ int socket_cache_client::on_thread_send_proc() {
             return 0;
         int sent = socket_client::sock_send(chunk->get_data_ptr(),
                                             static_cast<int>(chunk->get_data_len()));
-        // Nothing taken or an error: the chunk stays in front for the next pass.
-        if (sent < 1)
+        // Nothing taken or an error: the chunk stays in front. A full socket is
+        // retried as soon as it has room (nothing else wakes this worker for that),
+        // an error on the next pass.
+        if (sent < 1) {
+            if (sent == 0 && wait_writable())
+                continue;
             return 0;
+        }
         if (static_cast<size_t>(sent) < chunk->get_data_len()) {
             chunk->pop_data(static_cast<size_t>(sent));
             continue;
@@ -244,6 +251,15 @@ int socket_cache_client::on_thread_send_proc() {
         m_data_pool.delete_data(chunk);
     }
     return 0;
+}
+
+bool socket_cache_client::wait_writable() {
+    const int fd = get_sock();
+    if (fd < 0)
+        return false;
+    pollfd pfd{fd, POLLOUT, 0};
+    // One idle wait at most, so that a pause or stop is seen in time.
+    return poll(&pfd, 1, IDLE_WAIT_MICRO_SEC / 1000) > 0 && (pfd.revents & POLLOUT) != 0;
 }
 
 int socket_cache_client::on_thread_auto_reconn() {

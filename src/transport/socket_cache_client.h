@@ -85,6 +85,8 @@ private:
                        const std::string* local_ip, unsigned short local_port);
     // Offers the held bytes to the user until it consumes nothing or all of them.
     void deliver_held_bytes();
+    // Waits up to one idle wait for room on the socket; false on none or no socket.
+    bool wait_writable();
     void reconnect();
     void drain(tcp_data_queue& queue);
 

@@ -188,6 +188,9 @@ void vortane_socket_thread::run_loop() {
             break_sleep(m_i_wait_micro_sec.load());
             continue;
         }
+        // A wake given before this pass began is answered by the pass itself;
+        // left pending it would end the next wait at once, for a second pass.
+        clear_wake();
         // A worker without a function runs empty passes, so that pause and stop
         // still take effect instead of waiting for ever.
         int result = m_func_thread != nullptr ? m_func_thread(m_func_param) : 0;
@@ -241,6 +244,11 @@ bool vortane_socket_thread::sleep_unless_woken(int micro_sec) {
                              [this] { return m_wake_pending; });
     m_wake_pending = false;
     return woken;
+}
+
+void vortane_socket_thread::clear_wake() {
+    std::lock_guard<std::mutex> guard(m_wake_lock);
+    m_wake_pending = false;
 }
 
 void vortane_socket_thread::wake() {

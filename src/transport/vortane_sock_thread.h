@@ -73,6 +73,7 @@ private:
     bool end_of_pass();
     // Sleeps up to micro_sec; true when a wake() ended the sleep.
     bool sleep_unless_woken(int micro_sec);
+    void clear_wake();
     // With `request` written, wakes the worker and waits until it has taken the
     // request up as `granted`. False if another request overrode it meanwhile.
     bool request_and_wait(socket_thread_status request, socket_thread_status granted);

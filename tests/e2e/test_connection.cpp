@@ -137,6 +137,28 @@ TEST(Connection, AutoReconnectRepairsEveryDropUntilCloseOrDestroy) {
     s.destroy();
 }
 
+// A link that ends while the first logon's callback runs is repaired all the same:
+// the logon succeeded, so reconnection is due.
+TEST(Connection, AutoReconnectRepairsALinkLostDuringTheLogonCallback) {
+    sim_session s;
+    KQZUL_SetQueryAutoReconnect(s.handle(), true);
+    s.rec().on_conn = [](void* h, ERR_NO code) {
+        if (code == ZUL_CONN_OK)
+            send_logon(h);
+    };
+    std::atomic<int> logons{0};
+    s.rec().on_logon = [&](void*, const ZUL_QueryLogonResponse&) {
+        if (logons++ > 0)
+            return;
+        s.sim().drop_connections();
+        wait_until([&] { return s.rec().count_conn(ZUL_CONN_REMOTE_DISCONNECTED) == 1; });
+    };
+    ASSERT_EQ(ZUL_RESULT_OK, s.connect());
+    ASSERT_TRUE(wait_until([&] { return s.rec().count_conn(ZUL_CONN_OK) == 2; }, 20s));
+    ASSERT_TRUE(wait_until([&] { return s.log_count("quit for logon success\n") == 1; }));
+    EXPECT_EQ(E_STATUS_LOGONED, s.client()->m_e_connect_status.load());
+}
+
 // Closing (0-2) or destroying (3-5) from inside the client's own callbacks: on the
 // event thread ("conn ok"), the receive thread (logon answer) and the closing
 // thread ("local disconnected").

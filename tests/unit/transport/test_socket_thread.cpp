@@ -124,10 +124,12 @@ TEST_F(SocketThread, WhileAStopWaitsForThePassNeitherStartNorPauseIsTaken) {
     EXPECT_EQ(THREAD_STOPED, status());
 }
 
-TEST_F(SocketThread, WakeAndStopCutALongSleepShort) {
+TEST_F(SocketThread, OnePassAfterStartThenWakeAndStopCutALongSleepShort) {
     m_worker.set_thread_wait_micro_sec(5000000);
     ASSERT_TRUE(m_worker.start());
     ASSERT_TRUE(m_fn.reaches(1));
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_EQ(1, m_fn.passes.load()) << "the start's own wake must not give a second pass";
     m_worker.wake();
     EXPECT_TRUE(wait_until([&] { return m_fn.passes.load() >= 2; }, 3000));
     auto begin = std::chrono::steady_clock::now();
