@@ -28,6 +28,7 @@ int CQueryClient::SendMsgToZul(const char* /*p_data_flag*/, const char* p_data, 
         m_txt_logger.write_txt("send_error", "tcp client disconn.");
         return -1;
     }
+    // An empty message has no first byte to read, so it passes the limiter.
     if (nLen > 0) {
         const unsigned char kind = static_cast<unsigned char>(p_data[0]);
         if (kind == ORDER_MSG_FIRST_BYTE && !m_clt_fc.CheckAndUpdate(true, nLen / ORDER_UNIT_BYTES))

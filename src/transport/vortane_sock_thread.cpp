@@ -127,7 +127,9 @@ bool vortane_socket_thread::pause() {
             !m_enum_status.compare_exchange_strong(found, THREAD_PAUSEING)) {
             continue;
         }
-        return request_and_wait(THREAD_PAUSEING, THREAD_PAUSED);
+        // True once the request is taken up, also when a stop overrode it.
+        request_and_wait(THREAD_PAUSEING);
+        return true;
     }
 }
 
@@ -145,18 +147,16 @@ bool vortane_socket_thread::stop() {
             !m_enum_status.compare_exchange_strong(found, THREAD_STOPING)) {
             continue;
         }
-        request_and_wait(THREAD_STOPING, THREAD_STOPED);
+        request_and_wait(THREAD_STOPING);
         return true;
     }
 }
 
-bool vortane_socket_thread::request_and_wait(socket_thread_status request,
-                                             socket_thread_status granted) {
+void vortane_socket_thread::request_and_wait(socket_thread_status request) {
     // The sleeper looks at the status only when its sleep ends.
     wake();
     while (m_enum_status.load() == request)
         kq_sleep(STATUS_POLL_MILLI_SEC);
-    return m_enum_status.load() == granted;
 }
 
 void vortane_socket_thread::wait_for_old_worker() {

@@ -75,8 +75,8 @@ private:
     bool sleep_unless_woken(int micro_sec);
     void clear_wake();
     // With `request` written, wakes the worker and waits until it has taken the
-    // request up as `granted`. False if another request overrode it meanwhile.
-    bool request_and_wait(socket_thread_status request, socket_thread_status granted);
+    // request up (or another request overrode it).
+    void request_and_wait(socket_thread_status request);
     void wait_for_old_worker();
 
     socket_user_thread_function m_func_thread;
