@@ -232,18 +232,19 @@ TEST(Zulq, FailuresExitWithTheirCodeAndSayWhy) {
         {"positions A --sec-type bond", [](zulsim::Options&) {}, kPassword, 1, "bad value for --sec-type", "", -1},
         {"accounts", [](zulsim::Options&) {}, "", 1, "--password is required", "", -1},
         {"accounts", [](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; }, kPassword, 2, "cannot connect to 127.0.0.1:", "", -1},
-        {"accounts", [](zulsim::Options& o) { o.logon_result = 5; }, kPassword, 3, "logon refused by the server (result 5)", "", 1},
+        {"accounts", [](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; }, kPassword, 2, ": connection refused: nothing listens on that port (result 1)", "", -1},
+        {"accounts", [](zulsim::Options& o) { o.logon_result = 5; }, kPassword, 3, "logon refused by the server: a reason of the server's own (result 5)", "", 1},
         // The server checks the digest of the password: MD5 of "abc".
-        {"accounts", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abd", 3, "logon refused by the server (result 2)", "", 1},
+        {"accounts", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abd", 3, "logon refused by the server: user id or password not accepted (result 2)", "", 1},
         {"cash ZQ7", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abc", 0, "", nullptr, 2},
         {"option-positions ZQ7", [](zulsim::Options& o) { o.refusals = {{73, 77}}; }, kPassword, 4, "the server refused option-positions: error id 77", "", 2},
         {"bp NO-SUCH", [](zulsim::Options&) {}, kPassword, 4, "the server refused bp: error id 1", "", 2},
-        {"accounts --timeout 2", [](zulsim::Options& o) { o.pause = 8000ms; }, kPassword, 5, "no answer to accounts within 2 s", "", -1},
-        {"bp ZQ7", [](zulsim::Options& o) { o.hv27 = true; }, kPassword, 6, "bp: servers of the hv27 generation do not offer this query; ask for bp-detail instead", "", 1},
+        {"accounts --timeout 2", [](zulsim::Options& o) { o.pause = 8000ms; }, kPassword, 5, "no answer to accounts: the server was silent for 2 s", "", -1},
+        {"bp ZQ7", [](zulsim::Options& o) { o.hv27 = true; }, kPassword, 6, "bp: servers of the hv27 generation do not offer this query (result 23); ask for bp-detail instead", "", 1},
         {"accounts", [](zulsim::Options& o) { o.drop_on_request = 71; }, kPassword, 2, "connection lost", "", 2},
         {"change-password pw123456 newpass99 --csv", [](zulsim::Options& o) { o.change_password_result = 7; }, kPassword, 4, "refused the password change: result 7", "Result\n7\n", 2},
         {"change-password pw123456 newpass99 --json", [](zulsim::Options&) {}, kPassword, 0, "", "{\"Result\":0}\n", 2},
-        {"change-password pw123456 short1", [](zulsim::Options&) {}, kPassword, 1, "8 to 32 letters, digits or '_'", "", 1},
+        {"change-password pw123456 short1", [](zulsim::Options&) {}, kPassword, 7, "the new password must have 8 to 32 letters, digits or '_', with at least one letter and one digit (result 10)", "", 1},
         // clang-format on
     };
     for (const auto& f : failures) {
