@@ -22,6 +22,8 @@ constexpr std::chrono::milliseconds kTick{50};
 // After a drop, records already read may still be on their way through the receive
 // thread: an answer gets this long to become whole.
 constexpr std::chrono::milliseconds kLossGrace{500};
+// Longest wait for the tail of a cut answer when the session has no timeout.
+constexpr std::chrono::seconds kStaleWait{10};
 // Longest folder the library takes for its logs (its path limit less the file name).
 constexpr size_t kLogDirMax = 490;
 
@@ -219,12 +221,12 @@ SessionCore::Stop SessionCore::wait(std::unique_lock<std::mutex>& lock, const Ma
             return ready() || m_interrupts != mark.interrupts || m_closes != mark.closes ||
                    (loss_grace && !lost_at && m_losses != mark.losses);
         });
-        if (ready())
-            return Stop::ready;
         if (m_interrupts != mark.interrupts)
             return Stop::interrupted;
         if (m_closes != mark.closes)
             return Stop::closed;
+        if (ready())
+            return Stop::ready;
         const Clock::time_point now = Clock::now();
         if (loss_grace && m_losses != mark.losses) {
             if (!lost_at)
@@ -360,16 +362,21 @@ void SessionCore::drain_stale(std::unique_lock<std::mutex>& lock, const Mark& ma
         }
         return false;
     };
+    // A tail that stays silent this long is not coming. Without a timeout a silent tail
+    // still gets no more than kStaleWait.
+    auto quiet_until = [&] {
+        const auto d = silence_deadline();
+        return d ? d : Clock::now() + kStaleWait;
+    };
     uint64_t seen = m_stale_arrivals;
-    auto deadline = silence_deadline();
+    auto deadline = quiet_until();
     while (overlaps()) {
         const Stop s = wait(lock, mark, deadline, std::nullopt,
                             [&] { return !overlaps() || m_stale_arrivals != seen; });
         if (s == Stop::ready && m_stale_arrivals != seen) {
             seen = m_stale_arrivals;
-            deadline = silence_deadline();
+            deadline = quiet_until();
         } else if (s == Stop::timeout) {
-            // Silent for a whole timeout: that tail is not coming.
             for (auto it = m_stale.begin(); it != m_stale.end();)
                 it = (((*it)->data | (*it)->refusal) & kinds) != 0 ? m_stale.erase(it) : it + 1;
         } else if (s != Stop::ready) {
