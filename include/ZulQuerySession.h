@@ -76,7 +76,8 @@ struct Options {
     bool auto_reconnect = false;
     // Runs on a waiting thread after every batch of records and at least every 50 ms;
     // returning true ends the wait with Error::Kind::interrupted. For example a check for
-    // a pending signal.
+    // a pending signal. Threads waiting at once (for their turn, or in next_push) may run
+    // it at once. An exception it throws ends the call and passes to the caller.
     std::function<bool()> poll;
     // Pushed events kept for next_push(); beyond that the oldest are dropped.
     size_t push_limit = 10000;
@@ -100,7 +101,8 @@ public:
     // Makes the client (its logs open at once) but does not connect. host is a name or
     // dotted IPv4 text. std::invalid_argument for a log folder the library cannot take.
     Session(const std::string& host, int port, Options options = Options());
-    ~Session();  // closes and destroys the client
+    // Closes and destroys the client. No call of this session may be under way.
+    ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
