@@ -10,7 +10,8 @@
 // library's receive thread and handed to the caller's callbacks on the calling thread,
 // never on a library thread. One query at a time per session: a second caller waits for
 // its turn. Any number of sessions may live in one process. A waiting call wakes at
-// least every 50 ms to run Options::poll and to notice interrupt().
+// least every 50 ms to run Options::poll and to notice interrupt(). The library's threads
+// block every asynchronous signal: signals reach the caller's threads only.
 
 #include <cstddef>
 #include <functional>

@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -70,6 +72,24 @@ std::string resolve(const std::string& host) {
     freeaddrinfo(found);
     return ip;
 }
+
+// Blocks the asynchronous signals of the calling thread for its life.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        for (int sync : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
+            sigdelset(&all, sync);
+        pthread_sigmask(SIG_BLOCK, &all, &m_old);
+    }
+    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t m_old;
+};
 
 std::string seconds(double s) {
     char text[32];
@@ -272,10 +292,17 @@ void SessionCore::connect() {
     memcpy(server.m_RemoteQueryIp, ip.c_str(), ip.size() + 1);
     server.m_RemoteQueryTCPPort = static_cast<unsigned short>(m_port);
     const uint64_t losses = mark().losses;
-    // The connect's own errno survives the library's clean-up after a failure.
-    errno = 0;
-    const RESULT r = KQZUL_ConnQueryServer(m_handle, server);
-    const int error = errno;
+    RESULT r;
+    int error;
+    {
+        // The library's threads start here and inherit this mask: signals stay with the
+        // caller's threads (a Ctrl-C handler, a thread that waits for SIGTERM).
+        SignalsHeld held;
+        // The connect's own errno survives the library's clean-up after a failure.
+        errno = 0;
+        r = KQZUL_ConnQueryServer(m_handle, server);
+        error = errno;
+    }
     if (r != ZUL_RESULT_OK)
         throw Error(Error::Kind::cannot_connect, r,
                     "cannot connect to " + m_host + ":" + std::to_string(m_port) + ": " +
