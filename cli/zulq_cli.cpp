@@ -5,14 +5,17 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstddef>
 #include <cstring>
 
 namespace zulq {
 
 namespace {
 
-const char* account(const CommandArgs& a) {
-    return a.positional[0].c_str();
+using zulquery::Session;
+
+const std::string& account(const CommandArgs& a) {
+    return a.positional[0];
 }
 char sec_type(const CommandArgs& a) {
     return static_cast<char>(a.sec_type);
@@ -23,62 +26,103 @@ const RecordDesc* desc() {
     return &record_desc<R>();
 }
 
-// One request each; the answer comes through the callbacks of the command's records.
-int send_accounts(void* h, const CommandArgs&) {
-    return KQZUL_QueryUserAccount(h);
+// A session callback that hands each record of type R to the sink.
+template <class R>
+zulquery::Each<R> to(const RecordSink& sink) {
+    return [&sink](const R& r) { sink(record_desc<R>(), &r); };
 }
-int send_bp(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountBP(h, account(a));
+
+// One query each; the records reach the sink as they arrive.
+const RecordDesc* run_accounts(Session& s, const CommandArgs&, const RecordSink& k) {
+    s.accounts(to<ZUL_AccountInfo>(k));
+    return desc<ZUL_AccountInfo>();
 }
-int send_bp_detail(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountBPDetail(h, account(a));
+const RecordDesc* run_bp(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.bp(account(a), to<ZUL_AccountBP>(k));
+    return desc<ZUL_AccountBP>();
 }
-int send_cash(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountCashInOut(h, account(a));
+const RecordDesc* run_bp_detail(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.bp_detail(account(a), to<ZUL_AccountBPDetail>(k));
+    return desc<ZUL_AccountBPDetail>();
 }
-int send_positions(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountPosition(h, account(a), sec_type(a));
+const RecordDesc* run_cash(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.cash(account(a), to<ZUL_AccountCashInout>(k));
+    return desc<ZUL_AccountCashInout>();
 }
-int send_option_positions(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountPosition(h, account(a), SEC_TYPE_OPTION);
+const RecordDesc* run_option_positions(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.option_positions(account(a), to<ZUL_AccountOptionPosition>(k));
+    return desc<ZUL_AccountOptionPosition>();
 }
-int send_combo_positions(void* h, const CommandArgs& a) {
-    return KQZUL_QueryComboPosition(h, account(a));
+// Asked for options, the server answers with option position records.
+const RecordDesc* run_positions(Session& s, const CommandArgs& a, const RecordSink& k) {
+    if (a.sec_type == SEC_TYPE_OPTION)
+        return run_option_positions(s, a, k);
+    s.positions(account(a), sec_type(a), to<ZUL_AccountPosition>(k));
+    return desc<ZUL_AccountPosition>();
 }
-int send_margin(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountTradeMargin(h, account(a));
+const RecordDesc* run_combo_positions(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.combo_positions(account(a), to<ZUL_AccountComboPosition>(k));
+    return desc<ZUL_AccountComboPosition>();
 }
-int send_fees(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountTradeFee(h, account(a), static_cast<ZUL_FeeSecType>(a.sec_type));
+const RecordDesc* run_margin(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.margin(account(a), to<ZUL_AccountMargin>(k));
+    return desc<ZUL_AccountMargin>();
 }
-int send_orders(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountOrder(h, account(a), sec_type(a));
+const RecordDesc* run_fees(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.fees(account(a), static_cast<ZUL_FeeSecType>(a.sec_type), to<ZUL_AccountFee>(k));
+    return desc<ZUL_AccountFee>();
 }
-int send_arbi_orders(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountArbiOrder(h, account(a));
+const RecordDesc* run_orders(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.orders(account(a), sec_type(a), to<ZUL_QueryAccountOrder>(k));
+    return desc<ZUL_QueryAccountOrder>();
 }
-int send_executions(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountOrderExecution(h, account(a), sec_type(a), a.rewind);
+const RecordDesc* run_arbi_orders(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.arbi_orders(account(a), to<ZUL_QueryAccountArbiOrder>(k));
+    return desc<ZUL_QueryAccountArbiOrder>();
 }
-int send_quotes(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountQuote(h, account(a), sec_type(a));
+
+static_assert(offsetof(ZUL_QueryOrderExecutionEx, m_Symbol) == sizeof(ZUL_QueryOrderExecution),
+              "the short execution record is the head of the extended one");
+
+// With --extended a short execution is shown in the extended form, its symbol and side
+// empty, so that the columns do not depend on the server's choice.
+const RecordDesc* run_executions(Session& s, const CommandArgs& a, const RecordSink& k) {
+    auto each_short = [&](const ZUL_QueryOrderExecution& r) {
+        if (!a.extended) {
+            k(record_desc<ZUL_QueryOrderExecution>(), &r);
+            return;
+        }
+        ZUL_QueryOrderExecutionEx ex;
+        memset(static_cast<void*>(&ex), 0, sizeof(ex));
+        memcpy(static_cast<void*>(&ex), &r, sizeof(r));
+        k(record_desc<ZUL_QueryOrderExecutionEx>(), &ex);
+    };
+    const bool extended = s.executions(account(a), sec_type(a), a.rewind, each_short,
+                                       to<ZUL_QueryOrderExecutionEx>(k));
+    return extended || a.extended ? desc<ZUL_QueryOrderExecutionEx>()
+                                  : desc<ZUL_QueryOrderExecution>();
 }
-int send_symbols(void* h, const CommandArgs& a) {
-    return KQZUL_QuerySymbolList(h, sec_type(a));
+const RecordDesc* run_quotes(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.quotes(account(a), sec_type(a), to<ZUL_QueryAccountQuote>(k));
+    return desc<ZUL_QueryAccountQuote>();
 }
-int send_combo_rules(void* h, const CommandArgs& a) {
-    return KQZUL_QueryComboRule(h, static_cast<unsigned char>(a.combo_type),
-                                static_cast<unsigned char>(a.hedge_flag));
+const RecordDesc* run_symbols(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.symbols(sec_type(a), to<ZUL_SymbolField>(k));
+    return desc<ZUL_SymbolField>();
 }
-int send_risk(void* h, const CommandArgs& a) {
-    return KQZUL_QueryAccountRiskData(h, account(a), "", 0);
+const RecordDesc* run_combo_rules(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.combo_rules(static_cast<unsigned char>(a.combo_type),
+                  static_cast<unsigned char>(a.hedge_flag), to<ZUL_AccountComboRule>(k));
+    return desc<ZUL_AccountComboRule>();
 }
-int send_symbol_risk(void* h, const CommandArgs& a) {
-    const char* symbol = a.positional.size() > 1 ? a.positional[1].c_str() : "";
-    return KQZUL_QueryAccountSymbolRiskData(h, account(a), symbol, 0);
+const RecordDesc* run_risk(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.risk(account(a), to<ZUL_AccountRiskData>(k));
+    return desc<ZUL_AccountRiskData>();
 }
-int send_change_password(void* h, const CommandArgs& a) {
-    return KQZUL_QueryChangePassword(h, a.positional[0].c_str(), a.positional[1].c_str());
+const RecordDesc* run_symbol_risk(Session& s, const CommandArgs& a, const RecordSink& k) {
+    s.symbol_risk(account(a), a.positional.size() > 1 ? a.positional[1] : std::string(),
+                  to<ZUL_AccountSymbolRiskData>(k));
+    return desc<ZUL_AccountSymbolRiskData>();
 }
 
 // Not offered by hv27 servers, with nothing to ask instead.
@@ -94,49 +138,48 @@ const std::vector<Command>& commands() {
         // name, arguments, summary, fewest and most arguments, options, answer,
         // records, sender, what hv27 servers say
         {"accounts", "", "the user's accounts", 0, 0, 0, LIST,
-         {desc<ZUL_AccountInfo>()}, send_accounts, nullptr},
+         {desc<ZUL_AccountInfo>()}, run_accounts, nullptr},
         {"bp", "ACCOUNT", "buying power of an account", 1, 1, 0, SINGLE,
-         {desc<ZUL_AccountBP>()}, send_bp, "ask for bp-detail instead"},
+         {desc<ZUL_AccountBP>()}, run_bp, "ask for bp-detail instead"},
         {"bp-detail", "ACCOUNT", "buying power of an account in detail", 1, 1, 0, SINGLE,
-         {desc<ZUL_AccountBPDetail>()}, send_bp_detail, nullptr},
+         {desc<ZUL_AccountBPDetail>()}, run_bp_detail, nullptr},
         {"cash", "ACCOUNT", "cash in and out of an account", 1, 1, 0, SINGLE,
-         {desc<ZUL_AccountCashInout>()}, send_cash, nullptr},
-        // Option records answer the position request when asked for options; a refusal
-        // always comes through the futures callback.
+         {desc<ZUL_AccountCashInout>()}, run_cash, nullptr},
+        // Option records answer the position request when asked for options.
         {"positions", "ACCOUNT", "futures positions (option positions with --sec-type option)",
          1, 1, OPT_SEC_TYPE, LIST,
-         {desc<ZUL_AccountPosition>(), desc<ZUL_AccountOptionPosition>()}, send_positions, nullptr},
+         {desc<ZUL_AccountPosition>(), desc<ZUL_AccountOptionPosition>()}, run_positions, nullptr},
         {"option-positions", "ACCOUNT", "option positions", 1, 1, 0, LIST,
-         {desc<ZUL_AccountOptionPosition>(), desc<ZUL_AccountPosition>()}, send_option_positions,
+         {desc<ZUL_AccountOptionPosition>(), desc<ZUL_AccountPosition>()}, run_option_positions,
          nullptr},
         {"combo-positions", "ACCOUNT", "combination positions", 1, 1, 0, LIST,
-         {desc<ZUL_AccountComboPosition>()}, send_combo_positions, kHv27Only},
+         {desc<ZUL_AccountComboPosition>()}, run_combo_positions, kHv27Only},
         {"margin", "ACCOUNT", "margin rates of an account", 1, 1, 0, LIST,
-         {desc<ZUL_AccountMargin>()}, send_margin, nullptr},
+         {desc<ZUL_AccountMargin>()}, run_margin, nullptr},
         {"fees", "ACCOUNT", "fee rates of an account", 1, 1, OPT_SEC_TYPE, LIST,
-         {desc<ZUL_AccountFee>()}, send_fees, nullptr},
+         {desc<ZUL_AccountFee>()}, run_fees, nullptr},
         {"orders", "ACCOUNT", "orders of an account", 1, 1, OPT_SEC_TYPE, LIST,
-         {desc<ZUL_QueryAccountOrder>()}, send_orders, nullptr},
+         {desc<ZUL_QueryAccountOrder>()}, run_orders, nullptr},
         {"arbi-orders", "ACCOUNT", "arbitrage orders of an account", 1, 1, 0, LIST,
-         {desc<ZUL_QueryAccountArbiOrder>()}, send_arbi_orders, kHv27Only},
+         {desc<ZUL_QueryAccountArbiOrder>()}, run_arbi_orders, kHv27Only},
         // The server chooses the form of its executions: hv27 servers, and others on
         // their own account, send the extended one, with symbol and side.
         {"executions", "ACCOUNT", "executions of an account", 1, 1,
          OPT_SEC_TYPE | OPT_REWIND | OPT_EXTENDED, LIST,
-         {desc<ZUL_QueryOrderExecution>(), desc<ZUL_QueryOrderExecutionEx>()}, send_executions,
+         {desc<ZUL_QueryOrderExecution>(), desc<ZUL_QueryOrderExecutionEx>()}, run_executions,
          nullptr},
         {"quotes", "ACCOUNT", "quotes of an account", 1, 1, OPT_SEC_TYPE, LIST,
-         {desc<ZUL_QueryAccountQuote>()}, send_quotes, nullptr},
+         {desc<ZUL_QueryAccountQuote>()}, run_quotes, nullptr},
         {"symbols", "", "instruments", 0, 0, OPT_SEC_TYPE, LIST,
-         {desc<ZUL_SymbolField>()}, send_symbols, nullptr},
+         {desc<ZUL_SymbolField>()}, run_symbols, nullptr},
         {"combo-rules", "", "combination rules", 0, 0, OPT_COMBO_TYPE | OPT_HEDGE_FLAG, LIST,
-         {desc<ZUL_AccountComboRule>()}, send_combo_rules, kHv27Only},
+         {desc<ZUL_AccountComboRule>()}, run_combo_rules, kHv27Only},
         {"risk", "ACCOUNT", "live risk data of an account, by risk rule", 1, 1, 0, SINGLE,
-         {desc<ZUL_AccountRiskData>()}, send_risk, nullptr},
+         {desc<ZUL_AccountRiskData>()}, run_risk, nullptr},
         {"symbol-risk", "ACCOUNT [SYMBOL]", "live risk data of an account for a symbol", 1, 2, 0,
-         SINGLE, {desc<ZUL_AccountSymbolRiskData>()}, send_symbol_risk, nullptr},
+         SINGLE, {desc<ZUL_AccountSymbolRiskData>()}, run_symbol_risk, nullptr},
         {"change-password", "OLD NEW", "change the user's password from OLD to NEW", 2, 2, 0,
-         AnswerKind::password, {}, send_change_password, nullptr},
+         AnswerKind::password, {}, nullptr, nullptr},
         {"watch", "", "print pushed BP reports and cash notices until interrupted", 0, 0,
          OPT_COUNT, AnswerKind::watch, {}, nullptr, nullptr},
     };
@@ -227,7 +270,8 @@ const OptionDef kOptions[] = {
      "password (required; or set ZULQ_PASSWORD)"},
     {"--timeout", "SEC", 0, [](Invocation& i, const std::string& v) {
          return set_timeout(v, &i.settings.timeout_s); },
-     "longest wait for the logon and for an answer (default 10)"},
+     "longest silence of the server: before the logon answer, before the first record and "
+     "between records (default 10)"},
     {"--log-dir", "DIR", 0, [](Invocation& i, const std::string& v) {
          return set_text(&i.settings.log_dir, v); },
      "folder of the library's logs (default $TMPDIR/zulq-<uid>)"},
@@ -240,6 +284,10 @@ const OptionDef kOptions[] = {
     {"--vertical", nullptr, 0, [](Invocation& i, const std::string&) {
          return set_format(i, OutputFormat::vertical); },
      "one \"field value\" line per field, records apart by a blank line"},
+    {"--quiet", nullptr, 0, [](Invocation& i, const std::string&) {
+         i.settings.quiet = true;
+         return true; },
+     "no progress line on stderr"},
     {"--sec-type", "T", OPT_SEC_TYPE, [](Invocation& i, const std::string& v) {
          return set_sec_type(v, &i.args.sec_type); },
      "kind of instrument: stock, option, future, arbi or a number (default future)"},
@@ -293,6 +341,10 @@ std::string two_columns(const std::vector<std::pair<std::string, std::string>>& 
     return out;
 }
 
+bool is_format_option(const std::string& name) {
+    return name == "--csv" || name == "--json" || name == "--vertical";
+}
+
 bool apply_option(const std::string& arg, int argc, char** argv, int* i, Invocation* out,
                   std::string* error) {
     const size_t eq = arg.find('=');
@@ -301,6 +353,13 @@ bool apply_option(const std::string& arg, int argc, char** argv, int* i, Invocat
     if (o == nullptr) {
         *error = "unknown option " + name;
         return false;
+    }
+    if (is_format_option(name)) {
+        if (!out->format_option.empty() && out->format_option != name) {
+            *error = out->format_option + " and " + name + " cannot be combined: choose one format";
+            return false;
+        }
+        out->format_option = name;
     }
     if (o->bit != 0 && (out->command == nullptr || (out->command->options & o->bit) == 0)) {
         *error = out->command == nullptr
@@ -366,6 +425,8 @@ bool parse_command_line(int argc, char** argv, Invocation* out, std::string* err
             options_end = true;
         } else if (!options_end && (arg == "--help" || arg == "-h")) {
             out->help = true;
+        } else if (!options_end && arg == "--version") {
+            out->version = true;
         } else if (!options_end && arg.compare(0, 2, "--") == 0) {
             if (!apply_option(arg, argc, argv, &i, out, error))
                 return false;
@@ -379,17 +440,20 @@ bool parse_command_line(int argc, char** argv, Invocation* out, std::string* err
             out->args.positional.push_back(arg);
         }
     }
-    return out->help || check_complete(out, error);
+    return out->help || out->version || check_complete(out, error);
 }
 
 std::string main_help() {
     std::string out =
         "usage: zulq --host H --port P --user U --password PW [--csv|--json|--vertical]\n"
-        "            [--timeout SEC] [--log-dir DIR] <command> [arguments] [options]\n"
+        "            [--timeout SEC] [--log-dir DIR] [--quiet] <command> [arguments] [options]\n"
+        "       zulq --version\n"
         "\n"
         "Asks the query port of a trading server and prints the answer, one column per\n"
         "field of the records the library delivers (m_AvailableBp as AvailableBp).\n"
-        "Times are local, with nanoseconds.\n"
+        "Times are local, with nanoseconds. Records are printed as they arrive; a table's\n"
+        "columns are as wide as their fields' types allow. When stderr is a terminal, an\n"
+        "answer that takes over a second shows its progress there.\n"
         "\nOptions:\n";
     std::vector<std::pair<std::string, std::string>> lines;
     for (const OptionDef& o : kOptions) {
@@ -397,6 +461,7 @@ std::string main_help() {
             lines.emplace_back(option_synopsis(o), o.help);
     }
     lines.emplace_back("--help", "this text; 'zulq <command> --help' for a command");
+    lines.emplace_back("--version", "the library's version");
     out += two_columns(lines) + "\nCommands:\n";
     lines.clear();
     for (const Command& c : commands())
@@ -405,9 +470,11 @@ std::string main_help() {
     out +=
         "\nExit status:\n"
         "  0 done; 1 usage error; 2 cannot connect, or connection lost; 3 logon refused;\n"
-        "  4 query refused by the server (its error id goes to stderr); 5 no answer within\n"
-        "  --timeout; 6 not offered by the server's generation (hv27); 7 request turned\n"
-        "  down by the library; 128+N stopped by signal N.\n";
+        "  4 query refused by the server (its error id goes to stderr); 5 no answer: the\n"
+        "  server was silent for longer than --timeout; 6 not offered by the server's\n"
+        "  generation (hv27); 7 request turned down by the library (a new password against\n"
+        "  the rule); 128+N stopped by signal N. Records printed before a failure or a\n"
+        "  signal stay printed.\n";
     return out;
 }
 
@@ -437,13 +504,16 @@ std::string command_help(const Command& c) {
         case AnswerKind::password:
             out +=
                 "\nThe new password has 8 to 32 letters, digits or '_', with at least one\n"
-                "letter and one digit. Prints the server's result code; 0 is a change.\n";
+                "letter and one digit; the library turns down any other (exit status 7).\n"
+                "Prints the server's result code; 0 is a change.\n";
             break;
         case AnswerKind::watch:
             out +=
-                "\nPrints an Event column (bp-report or cash) and the fields of ZUL_AccountBP\n"
-                "or ZUL_AccountCashInout, one line per event as it comes. SIGINT or SIGTERM\n"
-                "ends the watch: zulq disconnects and exits with 0.\n";
+                "\nPrints one line per event as it comes: an Event column (bp-report or cash),\n"
+                "then the fields of ZUL_AccountBP or ZUL_AccountCashInout. A table and CSV have\n"
+                "one header, Event and the fields of both records; the fields an event lacks\n"
+                "stay empty. JSON lines and --vertical show the event's own fields. SIGINT or\n"
+                "SIGTERM ends the watch: zulq disconnects and exits with 0.\n";
             break;
         default:
             break;

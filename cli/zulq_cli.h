@@ -3,9 +3,11 @@
 
 // The command line of zulq: settings, the table of commands and the parser.
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "ZulQuerySession.h"
 #include "zulq_format.h"
 #include "zulq_records.h"
 
@@ -14,13 +16,14 @@ namespace zulq {
 // Exit status of zulq; a stop by signal N gives 128 + N.
 enum ExitCode {
     EXIT_OK = 0,
-    EXIT_USAGE = 1,          // bad option or argument, new password against the rule
+    EXIT_USAGE = 1,          // bad option or argument
     EXIT_CONNECTION = 2,     // cannot connect, or the connection was lost
     EXIT_LOGON = 3,          // the server refused the logon
     EXIT_REFUSED = 4,        // the server refused the query (error id on stderr)
-    EXIT_TIMEOUT = 5,        // no answer within --timeout
+    EXIT_TIMEOUT = 5,        // the server was silent for longer than --timeout
     EXIT_NOT_SUPPORTED = 6,  // the server's generation (hv27) does not offer the query
-    EXIT_LIBRARY = 7,        // the library turned the request down for another reason
+    EXIT_LIBRARY = 7,        // the library turned the request down, e.g. a new password
+                             // against the rule
 };
 
 struct Settings {
@@ -29,8 +32,9 @@ struct Settings {
     std::string user;
     std::string password;
     OutputFormat format = OutputFormat::table;
-    double timeout_s = 10.0;
-    std::string log_dir;  // empty: the default folder under $TMPDIR
+    double timeout_s = 10.0;  // longest silence of the server
+    std::string log_dir;      // empty: the default folder under $TMPDIR
+    bool quiet = false;       // no progress line
 };
 
 struct CommandArgs {
@@ -51,6 +55,9 @@ enum class AnswerKind {
     watch,     // pushed records until interrupted
 };
 
+// Where a command's records go, one at a time, as they arrive.
+using RecordSink = std::function<void(const RecordDesc& desc, const void* record)>;
+
 // Options that commands may take, as bits of Command::options.
 enum CommandOption : unsigned {
     OPT_SEC_TYPE = 1u << 0,
@@ -69,10 +76,12 @@ struct Command {
     unsigned max_args;
     unsigned options;  // CommandOption bits
     AnswerKind answer;
-    // The records that answer the request: data and refusals arrive through the
-    // callbacks of these types.
+    // The records that answer the request.
     std::vector<const RecordDesc*> answers;
-    int (*send)(void* handle, const CommandArgs& args);
+    // Asks the server through the session and hands each record to the sink; returns
+    // the type whose columns an empty answer shows. Null for password and watch.
+    const RecordDesc* (*run)(zulquery::Session& session, const CommandArgs& args,
+                             const RecordSink& sink);
     // Null if every server offers it; else what to ask an hv27 server instead ("" for
     // nothing).
     const char* hv27_hint;
@@ -84,7 +93,9 @@ struct Invocation {
     Settings settings;
     const Command* command = nullptr;
     CommandArgs args;
-    bool help = false;  // print help (for the command, if one was named) and stop
+    bool help = false;          // print help (for the command, if one was named) and stop
+    bool version = false;       // print the library's version and stop
+    std::string format_option;  // the format option given, if any
 };
 
 // Fills out from argv. False with a one-line message on a usage error.

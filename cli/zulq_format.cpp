@@ -63,7 +63,8 @@ size_t natural_width(const FieldDesc& f) {
         case FieldKind::timestamp:
             return 29;
         case FieldKind::real:
-            return 16;
+            // The longest shortest form of a double: "-2.2250738585072014e-308".
+            return 24;
         default:
             // Digits of the widest value of that many bytes, and a sign.
             return f.width == 1 ? 4 : f.width == 2 ? 6 : f.width == 4 ? 11 : 20;
@@ -275,7 +276,7 @@ void Printer::print_all(const std::vector<Column>& columns, const std::vector<Ro
     fflush(m_out);
 }
 
-void Printer::print_one(const std::vector<Column>& columns, const Row& row) {
+void Printer::print_header(const std::vector<Column>& columns) {
     std::vector<size_t> widths;
     for (const Column& c : columns)
         widths.push_back(c.natural_width);
@@ -284,9 +285,15 @@ void Printer::print_one(const std::vector<Column>& columns, const Row& row) {
         header(columns, widths);
         m_announced.push_back(std::move(names));
     }
+}
+
+void Printer::print_one(const std::vector<Column>& columns, const Row& row) {
+    print_header(columns);
+    std::vector<size_t> widths;
+    for (const Column& c : columns)
+        widths.push_back(c.natural_width);
     line(columns, row, widths);
     ++m_rows;
-    fflush(m_out);
 }
 
 }  // namespace zulq

@@ -18,7 +18,7 @@ enum class OutputFormat { table, csv, json, vertical };
 struct Column {
     std::string name;
     bool numeric;          // right-aligned in a table, bare in JSON
-    size_t natural_width;  // room for any value of the field, used when rows stream
+    size_t natural_width;  // room for any value of the field's type, used when rows stream
 };
 
 using Row = std::vector<std::string>;
@@ -38,13 +38,16 @@ Row row_of(const RecordDesc& desc, const void* record);
 
 // Writes rows in one of the formats. print_all fits a table to the rows it is given;
 // print_one serves rows that arrive one at a time, with columns of natural width and a
-// header the first time each set of columns shows.
+// header the first time each set of columns shows; print_header writes that header alone
+// (an empty answer). print_one leaves flushing to the caller.
 class Printer {
 public:
     Printer(FILE* out, OutputFormat format) : m_out(out), m_format(format) {}
 
     void print_all(const std::vector<Column>& columns, const std::vector<Row>& rows);
     void print_one(const std::vector<Column>& columns, const Row& row);
+    void print_header(const std::vector<Column>& columns);
+    OutputFormat format() const { return m_format; }
 
 private:
     void header(const std::vector<Column>& columns, const std::vector<size_t>& widths);
@@ -54,7 +57,7 @@ private:
     FILE* m_out;
     OutputFormat m_format;
     std::vector<std::vector<std::string>> m_announced;  // print_one: headers written
-    size_t m_rows = 0;                       // rows written so far
+    size_t m_rows = 0;                                  // rows written so far
 };
 
 std::string csv_line(const Row& cells);

@@ -21,6 +21,7 @@ const char kUsage[] =
     "  --version-flag N         byte 51 of the logon answer (default 6 with --hv27, else 0)\n"
     "  --password-md5 HEX       accept only this password digest (32 hex digits)\n"
     "  --refuse ID:ERR          answer request ID with error ERR (message 1064); repeatable\n"
+    "  --no-answer ID           never answer request ID (stay silent); repeatable\n"
     "  --exec-ex                answer request 75 with message 1063\n"
     "  --push-interval MS       push a BP report and a cash notice every MS milliseconds\n"
     "  --write-mode MODE        whole | byte | split:K | chunks:N | coalesce\n"
@@ -112,6 +113,8 @@ bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bo
             ok = numeric(~0ull) && (o->drop_after_messages = static_cast<size_t>(n), true);
         } else if (opt == "--drop-on-request") {
             ok = numeric(0xFFFF) && (o->drop_on_request = static_cast<uint16_t>(n), true);
+        } else if (opt == "--no-answer") {
+            ok = numeric(0xFFFF) && (o->unanswered.insert(static_cast<uint16_t>(n)), true);
         } else if (opt == "--records") {
             ok = numeric(~0ull) && (o->bulk_records = static_cast<size_t>(n), true);
         } else if (opt == "--password-md5" || opt == "--data" || opt == "--refuse" ||

@@ -403,6 +403,9 @@ void Simulator::Impl::handle(Connection& c, const RecordInfo& info, Bytes raw) {
         c.shut();
         return;
     }
+    if (o.unanswered.count(info.id) != 0) {
+        return;
+    }
     auto refusal = o.refusals.find(info.id);
     if (refusal != o.refusals.end()) {
         write_one(c, error_answer(o, info.id, refusal->second));

@@ -17,6 +17,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,6 +63,9 @@ struct Options {
     bool exec_with_symbol = false;
     // Request id -> error id: such requests are answered by 1064 only.
     std::map<uint16_t, uint32_t> refusals;
+    // Requests with these ids are logged and never answered; the connection stays open
+    // (a server that has gone silent, for clients' timeouts).
+    std::set<uint16_t> unanswered;
     // A single answer asked for an account that the data set doesn't have is refused
     // with this error id; a stream about such an account is empty.
     uint32_t unknown_account_error = 1;

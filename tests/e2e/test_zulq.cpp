@@ -1,7 +1,12 @@
 // zulq against an in-process simulator: every command, its answer compared with the records
 // served, in every format; every way of failing with its exit status; the help; watch.
 
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
 #include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <ctime>
 #include <filesystem>
@@ -43,6 +48,9 @@ struct Server {
         const std::string zulq = "unset ZULQ_PASSWORD; TZ=UTC " + env + " " + ZUL_BINARY_DIR +
                                  "/cli/zulq --port " + std::to_string(sim.port()) +
                                  " --user trader01 --timeout 5 --log-dir logs " + args;
+        // Gone before the run, so that no one reads the last run's output as this one's.
+        std::remove("out");
+        std::remove("err");
         FILE* sh = popen(
             ("timeout 120 sh -c '" + zulq + " >out 2>err & echo $!; wait $!; echo $?'").c_str(),
             "r");
@@ -232,18 +240,21 @@ TEST(Zulq, FailuresExitWithTheirCodeAndSayWhy) {
         {"positions A --sec-type bond", [](zulsim::Options&) {}, kPassword, 1, "bad value for --sec-type", "", -1},
         {"accounts", [](zulsim::Options&) {}, "", 1, "--password is required", "", -1},
         {"accounts", [](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; }, kPassword, 2, "cannot connect to 127.0.0.1:", "", -1},
-        {"accounts", [](zulsim::Options& o) { o.logon_result = 5; }, kPassword, 3, "logon refused by the server (result 5)", "", 1},
+        {"accounts", [](zulsim::Options& o) { o.accept_mode = zulsim::AcceptMode::refuse; }, kPassword, 2, ": connection refused: nothing listens on that port (result 1)", "", -1},
+        {"accounts", [](zulsim::Options& o) { o.logon_result = 5; }, kPassword, 3, "logon refused by the server: a reason of the server's own (result 5)", "", 1},
         // The server checks the digest of the password: MD5 of "abc".
-        {"accounts", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abd", 3, "logon refused by the server (result 2)", "", 1},
+        {"accounts", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abd", 3, "logon refused by the server: user id or password not accepted (result 2)", "", 1},
         {"cash ZQ7", [](zulsim::Options& o) { o.password_digest = "900150983cd24fb0d6963f7d28e17f72"; }, "ZULQ_PASSWORD=abc", 0, "", nullptr, 2},
         {"option-positions ZQ7", [](zulsim::Options& o) { o.refusals = {{73, 77}}; }, kPassword, 4, "the server refused option-positions: error id 77", "", 2},
         {"bp NO-SUCH", [](zulsim::Options&) {}, kPassword, 4, "the server refused bp: error id 1", "", 2},
-        {"accounts --timeout 2", [](zulsim::Options& o) { o.pause = 8000ms; }, kPassword, 5, "no answer to accounts within 2 s", "", -1},
-        {"bp ZQ7", [](zulsim::Options& o) { o.hv27 = true; }, kPassword, 6, "bp: servers of the hv27 generation do not offer this query; ask for bp-detail instead", "", 1},
+        {"accounts --timeout 2", [](zulsim::Options& o) { o.pause = 8000ms; }, kPassword, 5, "no answer to accounts: the server was silent for 2 s", "", -1},
+        {"bp ZQ7", [](zulsim::Options& o) { o.hv27 = true; }, kPassword, 6, "bp: servers of the hv27 generation do not offer this query (result 23); ask for bp-detail instead", "", 1},
         {"accounts", [](zulsim::Options& o) { o.drop_on_request = 71; }, kPassword, 2, "connection lost", "", 2},
         {"change-password pw123456 newpass99 --csv", [](zulsim::Options& o) { o.change_password_result = 7; }, kPassword, 4, "refused the password change: result 7", "Result\n7\n", 2},
         {"change-password pw123456 newpass99 --json", [](zulsim::Options&) {}, kPassword, 0, "", "{\"Result\":0}\n", 2},
-        {"change-password pw123456 short1", [](zulsim::Options&) {}, kPassword, 1, "8 to 32 letters, digits or '_'", "", 1},
+        {"--csv accounts --json", [](zulsim::Options&) {}, kPassword, 1, "--csv and --json cannot be combined", "", 0},
+        {"--vertical --vertical accounts", [](zulsim::Options&) {}, kPassword, 0, "", nullptr, -1},
+        {"change-password pw123456 short1", [](zulsim::Options&) {}, kPassword, 7, "the new password must have 8 to 32 letters, digits or '_', with at least one letter and one digit (result 10)", "", 1},
         // clang-format on
     };
     for (const auto& f : failures) {
@@ -261,6 +272,10 @@ TEST(Zulq, HelpForTheToolAndItsCommands) {
     Server s;
     const Outcome main = s.run("--help"), command = s.run("executions --help");
     EXPECT_TRUE(main.code == 0 && command.code == 0);
+    const Outcome version = s.run("--version");
+    EXPECT_EQ(0, version.code);
+    EXPECT_EQ("5.2.4.16\n", version.out);
+    EXPECT_EQ(0u, s.sim.accepted()) << "--version and --help connect nowhere";
     for (const char* code : {"0 done", "1 usage", "2 cannot connect", "3 logon refused",
                              "4 query refused", "5 no answer", "6 not offered"})
         EXPECT_NE(std::string::npos, main.out.find(code)) << code;
@@ -306,6 +321,216 @@ TEST(Zulq, WatchPrintsPushedEventsUntilCountOrSigterm) {
     EXPECT_FALSE(std::filesystem::is_empty("logs"));
     for (const auto& e : std::filesystem::directory_iterator("."))
         EXPECT_NE(0u, e.path().filename().string().find("mavlog_")) << e.path();
+}
+
+// Pushed events of both kinds under one header in a table and in CSV: Event, then the union of
+// the fields of ZUL_AccountBP and ZUL_AccountCashInout, a cell empty where the event lacks the
+// field, so that every line stands under the right names.
+TEST(Zulq, WatchTableAndCsvHaveOneHeaderForBothKinds) {
+    Server s;
+    const std::string header =
+        "Event,Account,InitialBp,AvailableBp,Margin,FrozenMargin,CommissionFee,FrozenCommission,"
+        "OvnInitMargin,TotalLiquidPL,TotalMarketPL,AccountIdx,CashInOut,CashInTotal,CashOutTotal";
+    for (const std::string format : {"--csv", ""}) {
+        const size_t before = s.sim.stats().messages;
+        const Outcome o = s.run("watch --count 3 " + format, kPassword, [&](int) {
+            ASSERT_TRUE(wait_until([&] { return s.sim.stats().messages > before; }, 30s));
+            EXPECT_EQ(1u, s.sim.push_cash_notice("ZQ7"));
+            EXPECT_EQ(1u, s.sim.push_bp_report("ZQ7"));
+            EXPECT_EQ(1u, s.sim.push_cash_notice("ACCT-FULL-WIDE16"));
+        });
+        ASSERT_EQ(0, o.code) << o.err;
+        const std::vector<std::string> lines = split_lines(o.out);
+        if (format.empty()) {  // a table: header, rule, three rows
+            ASSERT_EQ(5u, lines.size()) << o.out;
+            EXPECT_EQ(0u, lines[0].find("Event  ")) << o.out;
+            EXPECT_EQ(0u, lines[3].find("bp-report")) << o.out;
+            continue;
+        }
+        ASSERT_EQ(4u, lines.size()) << o.out;
+        EXPECT_EQ(header, lines[0]);
+        const auto cells = [](const std::string& l) {
+            std::vector<std::string> out(1);
+            for (char c : l) {
+                if (c == ',')
+                    out.emplace_back();
+                else
+                    out.back().push_back(c);
+            }
+            return out;
+        };
+        const auto bp = cells(lines[2]), cash = cells(lines[1]);
+        ASSERT_TRUE(bp.size() == 15 && cash.size() == 15) << o.out;
+        EXPECT_EQ("cash", cash[0]);
+        EXPECT_EQ("ZQ7", cash[1]);
+        EXPECT_EQ("", cash[2]) << "InitialBp: a cash notice has none";
+        EXPECT_NE("", cash[3]) << "AvailableBp: both kinds have it";
+        EXPECT_NE("", cash[12]) << "CashInOut";
+        EXPECT_EQ("bp-report", bp[0]);
+        EXPECT_NE("", bp[2]);
+        EXPECT_EQ("", bp[12]) << "CashInOut: a BP report has none";
+        EXPECT_EQ("ACCT-FULL-WIDE16", cells(lines[3])[1]);
+    }
+}
+
+// A slow answer of 20,000 orders: its first rows are on stdout while the server is still far
+// from the last. A signal then ends the run with 128 + N; what was printed stays, whole lines
+// under one header.
+TEST(Zulq, PrintsRowsOfASlowAnswerAsTheyComeAndKeepsThemWhenStopped) {
+    Server s([](zulsim::Options& o) {
+        o.bulk_records = 20000;
+        o.pause = 1ms;
+    });
+    const struct {
+        const char* format;
+        int signal;
+    } runs[] = {{"--csv", SIGINT}, {"--json", SIGTERM}, {"", SIGINT}};
+    for (const auto& r : runs) {
+        size_t written = 0;
+        const Outcome o = s.run(std::string("orders ZQ7 ") + r.format, kPassword, [&](int pid) {
+            ASSERT_TRUE(wait_until([] { return split_lines(read_file("out")).size() > 12; }, 60s));
+            written = s.sim.stats().messages;
+            kill(pid, r.signal);
+        });
+        SCOPED_TRACE(r.format);
+        EXPECT_LT(written, 10000u) << "the first rows came only near the end of the answer";
+        EXPECT_EQ(128 + r.signal, o.code) << o.err;
+        EXPECT_EQ("", o.err);
+        ASSERT_FALSE(o.out.empty());
+        EXPECT_EQ('\n', o.out.back()) << "a line cut short";
+        const std::vector<std::string> lines = split_lines(o.out);
+        if (*r.format == '\0') {
+            EXPECT_EQ(0u, lines[0].find("     Userid  Timestamp")) << lines[0];
+            EXPECT_EQ(std::string::npos, lines[1].find_first_not_of("- ")) << "the rule";
+            for (size_t i = 2; i < lines.size(); ++i)
+                EXPECT_EQ(lines[0].size(), lines[i].size()) << "column widths follow the types";
+        } else if (*r.format == '-' && r.format[2] == 'c') {
+            EXPECT_EQ(0u, lines[0].find("Userid,Timestamp,"));
+            for (size_t i = 1; i < lines.size(); ++i)
+                EXPECT_EQ(20, std::count(lines[i].begin(), lines[i].end(), ',')) << lines[i];
+        } else {
+            for (const Row& row : parse_json(o.out))
+                EXPECT_EQ(21u, row.size());
+        }
+    }
+}
+
+// A whole long answer: every record once, under one header.
+TEST(Zulq, LongAnswerWholeUnderOneHeader) {
+    Server s([](zulsim::Options& o) { o.bulk_records = 20000; });
+    const Outcome o = s.run("--csv --quiet orders ZQ7");
+    ASSERT_EQ(0, o.code) << o.err;
+    const std::vector<std::string> lines = split_lines(o.out);
+    ASSERT_EQ(20001u, lines.size());
+    EXPECT_EQ(1, std::count_if(lines.begin(), lines.end(), [](const std::string& l) {
+                  return l.compare(0, 7, "Userid,") == 0;
+              }));
+}
+
+// --timeout is the longest silence: a slow answer longer than it passes; a server that stops in
+// the middle fails with 5, the rows before the silence printed. A drop in the middle fails
+// with 2, the rows before it printed too.
+TEST(Zulq, TimeoutIsTheLongestSilenceAndCutRunsKeepTheirRows) {
+    {
+        Server s([](zulsim::Options& o) {
+            o.bulk_records = 12;
+            o.pause = 250ms;
+        });
+        const Outcome o = s.run("--csv --timeout 2 orders ZQ7");
+        EXPECT_EQ(0, o.code) << o.err;
+        EXPECT_EQ(13u, split_lines(o.out).size()) << o.out;
+    }
+    {
+        Server s([](zulsim::Options& o) { o.unanswered = {74}; });
+        const zulsim::DataSet d = s.sim.data();
+        std::vector<zulsim::Bytes> data;  // the data records of a stream of orders
+        for (const zulsim::Bytes& r : *d.find(1074, "ZQ7"))
+            if (r[8] == 0)
+                data.push_back(r);
+        ASSERT_EQ(2u, data.size());
+        const Outcome o = s.run("--csv --timeout 3 orders ZQ7", kPassword, [&](int) {
+            ASSERT_TRUE(s.sim.wait_for_requests(2, 30s));
+            for (const zulsim::Bytes& r : data)
+                EXPECT_EQ(1u, s.sim.send_raw(r));
+        });
+        EXPECT_EQ(5, o.code) << o.err;
+        EXPECT_EQ(3u, split_lines(o.out).size()) << o.out;
+        EXPECT_NE(std::string::npos,
+                  o.err.find("no answer to orders: the server was silent for 3 s (--timeout); 2 "
+                             "records printed"))
+            << o.err;
+    }
+    {
+        // The logon answer, then 20 of the 50 records.
+        Server s([](zulsim::Options& o) {
+            o.bulk_records = 50;
+            o.drop_after_messages = 21;
+        });
+        const Outcome o = s.run("--json orders ZQ7");
+        EXPECT_EQ(2, o.code) << o.err;
+        const size_t rows = parse_json(o.out).size();
+        EXPECT_TRUE(rows > 0 && rows <= 20) << o.out;
+        EXPECT_NE(std::string::npos,
+                  o.err.find("connection lost while waiting for the answer to orders; " +
+                             std::to_string(rows) + " records printed"))
+            << o.err;
+    }
+}
+
+// zulq with its stderr on a terminal (this end reads it), stdout into the file "out".
+Outcome run_on_terminal(Server& s, const std::string& args) {
+    const std::string command = "unset ZULQ_PASSWORD; exec env ZULQ_PASSWORD=pw123456 " +
+                                std::string(ZUL_BINARY_DIR) + "/cli/zulq --port " +
+                                std::to_string(s.sim.port()) + " --user trader01 --log-dir logs " +
+                                args;
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (pid == 0) {
+        const int out = open("out", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(out, STDOUT_FILENO);
+        execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    Outcome o;
+    if (pid < 0)
+        return o;
+    const auto deadline = std::chrono::steady_clock::now() + 120s;
+    for (char buf[4096]; std::chrono::steady_clock::now() < deadline;) {
+        pollfd p = {terminal, POLLIN, 0};
+        if (poll(&p, 1, 100) <= 0)
+            continue;
+        const ssize_t n = read(terminal, buf, sizeof(buf));
+        if (n <= 0)  // EIO once the child has closed its end
+            break;
+        o.err.append(buf, static_cast<size_t>(n));
+    }
+    close(terminal);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    o.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    o.out = read_file("out");
+    return o;
+}
+
+// An answer that takes over a second shows "N records, R/s" on a terminal's stderr, erased at
+// the end; nothing of it reaches stdout; --quiet turns it off.
+TEST(Zulq, ProgressLineOnATerminalOnly) {
+    Server s([](zulsim::Options& o) {
+        o.bulk_records = 150;
+        o.pause = 15ms;
+    });
+    const Outcome shown = run_on_terminal(s, "--csv orders ZQ7");
+    EXPECT_EQ(0, shown.code) << shown.err;
+    EXPECT_EQ(151u, split_lines(shown.out).size());
+    EXPECT_EQ(std::string::npos, shown.out.find(" records, "));
+    const size_t line = shown.err.find(" records, ");
+    EXPECT_NE(std::string::npos, line) << shown.err;
+    EXPECT_NE(std::string::npos, shown.err.find("/s", line)) << shown.err;
+    EXPECT_EQ(shown.err.size() - 4, shown.err.rfind("\r\033[K")) << "erased at the end";
+    const Outcome quiet = run_on_terminal(s, "--csv --quiet orders ZQ7");
+    EXPECT_EQ(0, quiet.code) << quiet.err;
+    EXPECT_EQ(151u, split_lines(quiet.out).size());
+    EXPECT_EQ("", quiet.err);
 }
 
 }  // namespace

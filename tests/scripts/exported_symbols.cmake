@@ -29,17 +29,19 @@ if(NOT exported)
     message(FATAL_ERROR "no defined dynamic symbols found in ${ZUL_SHARED_LIB}")
 endif()
 
-# Allowed: the plain functions, the object face's two entry points and the
-# object face's two classes (members, typeinfo, typeinfo name, vtable).
-set(public_re "^(KQZUL_[A-Za-z0-9_]+|CreateZULQueryApi|DestroyZULQueryApi)$")
+# Allowed: the plain functions, the object face's two entry points, the object
+# face's two classes and the session layer's two (members, typeinfo, typeinfo
+# name, vtable), and the session layer's free functions version() and kind_name().
+set(public_re "^(KQZUL_[A-Za-z0-9_]+|CreateZULQueryApi|DestroyZULQueryApi|_ZN8zulquery7versionEv|_ZN8zulquery9kind_nameENS_5Error4KindE)$")
 set(class_re "^_Z(N|NK|TI|TS|TV)(11ZULQueryApi|13ZULQueryEvent)")
+set(session_re "^_Z(N|NK|TIN|TSN|TVN)8zulquery(5Error|7Session)")
 # What the linker itself defines. Nothing else may leave: the version script keeps
 # even standard library instantiations inside.
 set(linker_re "^(_init|_fini|_edata|_end|__bss_start|_DYNAMIC|_GLOBAL_OFFSET_TABLE_)$")
 
 set(bad "")
 foreach(sym IN LISTS exported)
-    if(sym MATCHES "${public_re}" OR sym MATCHES "${class_re}")
+    if(sym MATCHES "${public_re}" OR sym MATCHES "${class_re}" OR sym MATCHES "${session_re}")
         continue()
     endif()
     if(sym MATCHES "${linker_re}")

@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <sstream>
+
 #include "zulq_format.h"
+#include "zulq_output.h"
 
 using namespace zulq;
 
@@ -73,4 +77,89 @@ TEST(ZulqFormat, TimestampsAreLocalTimeWithNanosecondsAndTextsStopAtTheirWidth) 
     EXPECT_EQ("a\\x01b\\x7F", format_text("a\x01"
                                           "b\x7f",
                                           8));
+}
+
+// The progress line: nothing in the first second, then "N records, R/s" at most every 200 ms,
+// each drawing erasing the last; clear() erases it; disabled, nothing at all.
+TEST(ZulqOutput, ProgressLineShowsAfterASecondAndIsErased) {
+    for (const bool enabled : {true, false}) {
+        char* buf = nullptr;
+        size_t size = 0;
+        FILE* f = open_memstream(&buf, &size);
+        Progress p(f, enabled);
+        const Progress::Clock::time_point t0;
+        p.begin(t0);
+        for (int i = 0; i < 30; ++i)
+            p.add();
+        p.tick(t0 + std::chrono::milliseconds(900));
+        p.tick(t0 + std::chrono::milliseconds(1500));  // 30 records in 1.5 s
+        p.tick(t0 + std::chrono::milliseconds(1600));  // too soon for another
+        p.add();
+        p.tick(t0 + std::chrono::milliseconds(2000));
+        p.clear();
+        p.clear();
+        fclose(f);
+        const std::string out(buf, size);
+        free(buf);
+        EXPECT_EQ(enabled ? "\r\033[K30 records, 20/s\r\033[K31 records, 16/s\r\033[K" : "", out);
+    }
+}
+
+// Events of two types: CSV under one header, the union of their columns; JSON lines with the
+// event's own fields.
+TEST(ZulqOutput, WatchEventsUnderOneHeaderOrWithTheirOwnFields) {
+    ZUL_AccountBP bp{};
+    strcpy(bp.m_Account, "A1");
+    bp.m_InitialBp = 1.5;
+    ZUL_AccountCashInout cash{};
+    strcpy(cash.m_Account, "B2");
+    cash.m_CashInOut = -2;
+    const std::vector<const RecordDesc*> types = {&record_desc<ZUL_AccountBP>(),
+                                                  &record_desc<ZUL_AccountCashInout>()};
+    const auto events = [&](Printer& p) {
+        WatchPrinter w(p, types);
+        w.event("cash", record_desc<ZUL_AccountCashInout>(), &cash);
+        w.event("bp-report", record_desc<ZUL_AccountBP>(), &bp);
+    };
+    EXPECT_EQ(
+        "Event,Account,InitialBp,AvailableBp,Margin,FrozenMargin,CommissionFee,FrozenCommission,"
+        "OvnInitMargin,TotalLiquidPL,TotalMarketPL,AccountIdx,CashInOut,CashInTotal,CashOutTotal\n"
+        "cash,B2,,0,,,,,,,,,-2,0,0\n"
+        "bp-report,A1,1.5,0,0,0,0,0,0,0,0,0,,,\n",
+        printed(OutputFormat::csv, events));
+    EXPECT_EQ(
+        "{\"Event\":\"cash\",\"Account\":\"B2\",\"AvailableBp\":0,\"CashInOut\":-2,"
+        "\"CashInTotal\":0,\"CashOutTotal\":0}\n"
+        "{\"Event\":\"bp-report\",\"Account\":\"A1\",\"InitialBp\":1.5,\"AvailableBp\":0,"
+        "\"Margin\":0,\"FrozenMargin\":0,\"CommissionFee\":0,\"FrozenCommission\":0,"
+        "\"OvnInitMargin\":0,\"TotalLiquidPL\":0,\"TotalMarketPL\":0,\"AccountIdx\":0}\n",
+        printed(OutputFormat::json, events));
+}
+
+// Rows as they come: columns as wide as their types allow, so a later, longer value stays in
+// its column; an empty answer prints its header alone.
+TEST(ZulqOutput, AnswerRowsStreamInTypeWideColumns) {
+    ZUL_AccountMargin a{}, b{};
+    strcpy(a.m_Symbol, "X");
+    strcpy(b.m_Symbol, "LONGER-SYMBOL-19CHR");
+    b.m_LongMarginRatio = -2.2250738585072014e-308;
+    const std::string table = printed(OutputFormat::table, [&](Printer& p) {
+        AnswerPrinter answer(p);
+        answer.record(record_desc<ZUL_AccountMargin>(), &a);
+        answer.record(record_desc<ZUL_AccountMargin>(), &b);
+        answer.finish(record_desc<ZUL_AccountMargin>());
+    });
+    std::vector<std::string> lines;
+    std::istringstream in(table);
+    for (std::string l; std::getline(in, l);)
+        lines.push_back(l);
+    ASSERT_EQ(4u, lines.size()) << table;
+    // The last column is a number, right-aligned: every line as long as the header.
+    for (const std::string& l : lines)
+        EXPECT_EQ(lines[0].size(), l.size()) << table;
+    EXPECT_EQ("HedgeFlag,Symbol,ExchangeID,ProdID,LongMarginRatio,ShortMarginRatio\n",
+              printed(OutputFormat::csv, [&](Printer& p) {
+                  AnswerPrinter answer(p);
+                  answer.finish(record_desc<ZUL_AccountMargin>());
+              }));
 }
