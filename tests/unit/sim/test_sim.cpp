@@ -193,7 +193,7 @@ TEST_F(DataFile, ErrorsNameTheLine) {
     EXPECT_FALSE(DataSet::load("/nonexistent/zulsim.txt", false, 1, &d, &error));
 }
 
-TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermAndRefusesBadOptions) {
+TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermRefusesBadOptionsTellsItsVersion) {
     const std::string sim = ZUL_SIM_PATH;
     // The shell's pid goes to timeout and zul_sim; timeout passes SIGTERM on, ends as it.
     FILE* out = popen(("echo $$; exec timeout 60 " + sim + " --hv27").c_str(), "r");
@@ -208,6 +208,11 @@ TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermAndRefusesBadOptions)
     for (const char* bad : {" --write-mode sideways", " --data /nonexistent/zulsim.txt"})
         EXPECT_EQ(2, WEXITSTATUS(system((sim + bad + " 2>/dev/null").c_str()))) << bad;
     EXPECT_EQ(0, system((sim + " --help >/dev/null").c_str()));
+    FILE* version = popen((sim + " --version").c_str(), "r");
+    char line[64] = {};
+    EXPECT_NE(nullptr, fgets(line, sizeof(line), version));
+    EXPECT_EQ(0, pclose(version));
+    EXPECT_STREQ("zul_sim 5.2.4.16\n", line);
 }
 
 }  // namespace
