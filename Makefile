@@ -1,7 +1,7 @@
 # Thin wrapper around CMake + Ninja. Every target configures on first use.
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CTEST   := ctest --output-on-failure -j $(JOBS)
-CONFIG   = cmake -S . -B $(1) -G Ninja -DCMAKE_BUILD_TYPE=$(2) $(3)
+CONFIG   = cmake -S . -B $(1) -G Ninja -DCMAKE_BUILD_TYPE=$(2) -DZULQUERY_WERROR=ON $(3)
 
 .PHONY: all deps build test test-asan test-tsan demo bench install clean format
 

@@ -231,6 +231,10 @@ const OptionDef kOptions[] = {
     {"--log-dir", "DIR", 0, [](Invocation& i, const std::string& v) {
          return set_text(&i.settings.log_dir, v); },
      "folder of the library's logs (default $TMPDIR/zulq-<uid>)"},
+    {"--trace", nullptr, 0, [](Invocation& i, const std::string&) {
+         i.settings.trace = true;
+         return true; },
+     "log every message sent and received (mavlog_*.bin; see zulq decode)"},
     {"--csv", nullptr, 0, [](Invocation& i, const std::string&) {
          return set_format(i, OutputFormat::csv); },
      "a header line, then one comma-separated line per record"},

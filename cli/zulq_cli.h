@@ -31,6 +31,7 @@ struct Settings {
     OutputFormat format = OutputFormat::table;
     double timeout_s = 10.0;
     std::string log_dir;  // empty: the default folder under $TMPDIR
+    bool trace = false;   // the library's logger switch: binary log and message trace
 };
 
 struct CommandArgs {

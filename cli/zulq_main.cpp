@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "zulq_cli.h"
+#include "zulq_decode.h"
 #include "zulq_format.h"
 #include "zulq_session.h"
 
@@ -79,6 +80,8 @@ int run(const Invocation& inv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (is_decode_command(argc, argv))
+        return run_decode(argc, argv);
     Invocation inv;
     std::string error;
     if (!parse_command_line(argc, argv, &inv, &error)) {
@@ -87,7 +90,9 @@ int main(int argc, char** argv) {
         return EXIT_USAGE;
     }
     if (inv.help) {
-        fputs((inv.command != nullptr ? command_help(*inv.command) : main_help()).c_str(), stdout);
+        fputs((inv.command != nullptr ? command_help(*inv.command) : main_help() + decode_summary())
+                  .c_str(),
+              stdout);
         return EXIT_OK;
     }
     return run(inv);

@@ -186,6 +186,7 @@ Session::Session(const Settings& settings) : m_settings(settings) {
     // The transport's event loop notices the close at the end of a run within one
     // wait: a short one lets zulq exit at once.
     KQZUL_SetQueryMaxWaitTime(m_handle, 20);
+    KQZUL_SetQueryLoggerSwitch(m_handle, settings.trace);
     register_callbacks(m_handle);
 }
 
