@@ -43,7 +43,7 @@ const Query kQueries[] = {
     {"ComboPositions", "combo-positions ZQ7", 1079, "ZQ7", 0, "Account=m_account_id"},
     {"Margin", "margin ACCT-FULL-WIDE16", 1077, "ACCT-FULL-WIDE16", 0, ""},
     {"Fees", "fees ZQ7 --sec-type stock", 1078, "ZQ7", 0, "PositionDir=m_pos_dir~"},
-    {"Orders", "orders ACCT-FULL-WIDE16", 1074, "ACCT-FULL-WIDE16", 0, kOrder},
+    {"Orders", "orders ACCT-FULL-WIDE16 --sec-type 0", 1074, "ACCT-FULL-WIDE16", 0, kOrder},
     {"ArbiOrders", "arbi-orders ZQ7", 1098, "ZQ7", 0, kOrder},
     {"Executions", "executions ZQ7", 1075, "ZQ7", 0, kExecution},
     {"ExecutionsOfAnHv27Server", "executions ACCT-FULL-WIDE16", 1075, "ACCT-FULL-WIDE16", 1, kExecution},
@@ -53,7 +53,7 @@ const Query kQueries[] = {
      "BidOrderSysId=m_bid_mkt_order_id AskOrderSysId=m_ask_mkt_order_id BidQty=m_bid_volume AskQty=m_ask_volume "
      "BidIsOffset=m_bid_offset_flag AskIsOffset=m_ask_offset_flag BidFillQty=m_bid_fill_volume "
      "AskFillQty=m_ask_fill_volume CustomField=m_mkt_custom_field"},
-    {"Symbols", "symbols", 1072, "", 0,
+    {"Symbols", "symbols --sec-type 0", 1072, "", 0,
      "SecType=m_instrument_type SymbolName=m_instrument_name ProdID=m_product_id "
      "UnderlyingSymbol=m_underlying_fut_symbol"},
     {"ComboRules", "combo-rules", 1076, "", 0,
@@ -229,9 +229,9 @@ TEST_P(ZulqColumns, EveryColumnShowsItsWireFieldAsServed) {
         run_zulq("--port " + std::to_string(sim.port()) +
                  " --user trader01 --timeout 30 --log-dir logs --json " + q.command);
     ASSERT_EQ(0, z.code) << z.err;
-    std::vector<zulsim::Bytes> served;  // a stream's data records, without its closing one
-    const zulsim::DataSet data = sim.data();
-    for (const zulsim::Bytes& r : *data.find(q.response, q.account))
+    std::vector<zulsim::Bytes> served;        // a stream's data records, without its closing one
+    const zulsim::DataSet data = sim.data();  // what the request selected of it
+    for (const zulsim::Bytes& r : data.select(q.response, q.account, sim.requests().back().raw))
         if (!zulsim::is_stream(q.response) || r[8] == 0 ||
             (zulsim::closes_on_one_only(q.response) && r[8] == 2))
             served.push_back(r);
