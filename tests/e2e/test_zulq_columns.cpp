@@ -85,17 +85,6 @@ std::string plain(std::string name) {
     return out;
 }
 
-std::string utc(unsigned long long t) {
-    if (t == 0)
-        return "";
-    const time_t s = static_cast<time_t>(t >> 32);
-    tm c;
-    char out[64];
-    const size_t n = strftime(out, sizeof(out), "%Y-%m-%d %H:%M:%S", gmtime_r(&s, &c));
-    snprintf(out + n, sizeof(out) - n, ".%09u", static_cast<unsigned>(t));
-    return out;
-}
-
 // The cell that field f of record r must print as; a text the public record may hold
 // one character short, for its terminator, comes back in *cut.
 std::string expected(const zulsim::FieldInfo& f, const zulsim::Bytes& r, std::string* cut) {
@@ -125,7 +114,7 @@ std::string expected(const zulsim::FieldInfo& f, const zulsim::Bytes& r, std::st
     const std::string last = f.name.substr(f.name.rfind('.') + 1);
     if (f.width == 8 &&
         (last == "m_timestamp" || last == "m_close_time" || last == "m_last_update_time"))
-        return '"' + utc(u);
+        return '"' + utc_text(u);
     return std::to_string(u);
 }
 

@@ -6,6 +6,7 @@
 
 #include <sys/wait.h>
 
+#include <ctime>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,6 +29,19 @@ inline zulq_outcome run_zulq(const std::string& args) {
     const int status = system(cmd.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file("zulq.out"),
             read_file("zulq.err")};
+}
+
+// A time of the wire (seconds in the high half, nanoseconds in the low) as zulq prints it
+// in UTC; empty for 0.
+inline std::string utc_text(unsigned long long t) {
+    if (t == 0)
+        return "";
+    const time_t s = static_cast<time_t>(t >> 32);
+    tm c;
+    char out[64];
+    const size_t n = strftime(out, sizeof(out), "%Y-%m-%d %H:%M:%S", gmtime_r(&s, &c));
+    snprintf(out + n, sizeof(out) - n, ".%09u", static_cast<unsigned>(t));
+    return out;
 }
 
 // One JSON object of a line: key -> value, a string value with its opening quote.
