@@ -145,11 +145,12 @@ TEST_F(SimTest, BulkStreamsCarryEveryRecordStampedInItsPlace) {
         SCOPED_TRACE(i);
         query_account_fut_position_resp p;
         memcpy(&p, &pos[i * kPos], kPos);
-        ASSERT_EQ(1073, p.m_msg_id);
-        ASSERT_EQ(i + 1, p.m_sequence);
-        ASSERT_EQ(70123u, p.m_user_id);
+        // Fields of packed records are read by value (+): a reference would be misaligned.
+        ASSERT_EQ(1073, +p.m_msg_id);
+        ASSERT_EQ(i + 1, +p.m_sequence);
+        ASSERT_EQ(70123u, +p.m_user_id);
         ASSERT_EQ(0, strncmp(p.m_account_id, "ZQ7", sizeof(p.m_account_id)));
-        ASSERT_EQ(i == n ? 1 : 0, p.m_last_record_flag);
+        ASSERT_EQ(i == n ? 1 : 0, +p.m_last_record_flag);
         if (i < n) {
             const Bytes want = zulsim::build_data_record(
                 1073, false, 70123, "ZQ7", {4096 + static_cast<unsigned>(i % 2), i % 2 == 0, i % 2},
@@ -159,9 +160,9 @@ TEST_F(SimTest, BulkStreamsCarryEveryRecordStampedInItsPlace) {
         }
         query_symbol_resp y;
         memcpy(&y, &symbols[i * sym], sym);
-        ASSERT_EQ(i + 1, y.m_sequence);
+        ASSERT_EQ(i + 1, +y.m_sequence);
         const Int1 kinds[] = {SEC_TYPE_FUTURE, SEC_TYPE_OPTION, SEC_TYPE_OPTION, SEC_TYPE_F};
-        ASSERT_EQ(i == n ? 0 : kinds[i % 4], y.m_instrument_type);
+        ASSERT_EQ(i == n ? 0 : kinds[i % 4], +y.m_instrument_type);
     }
 }
 
@@ -258,9 +259,9 @@ TEST(SimHv27, RefusesWhatItsGenerationDoesNotOffer) {
         const Bytes r = c.read(sizeof(e));
         ASSERT_EQ(sizeof(e), r.size());
         memcpy(&e, r.data(), sizeof(e));
-        EXPECT_EQ(1064, e.m_msg_id);
-        EXPECT_EQ(a[0] | a[1] << 8, e.m_sub_msg_id);
-        EXPECT_EQ(o.not_offered_error, e.m_error_id);
+        EXPECT_EQ(1064, +e.m_msg_id);
+        EXPECT_EQ(a[0] | a[1] << 8, +e.m_sub_msg_id);
+        EXPECT_EQ(o.not_offered_error, +e.m_error_id);
     }
 }
 
