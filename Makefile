@@ -1,9 +1,9 @@
 # Thin wrapper around CMake + Ninja. Every target configures on first use.
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CTEST   := ctest --output-on-failure -j $(JOBS)
-CONFIG   = cmake -S . -B $(1) -G Ninja -DCMAKE_BUILD_TYPE=$(2) $(3)
+CONFIG   = cmake -S . -B $(1) -G Ninja -DCMAKE_BUILD_TYPE=$(2) -DZULQUERY_WERROR=ON $(3)
 
-.PHONY: all deps build test test-asan test-tsan demo bench install clean format
+.PHONY: all deps build build-clang test test-asan test-tsan demo bench install clean format
 
 all: build
 
@@ -14,6 +14,12 @@ deps:
 build:
 	$(call CONFIG,build,RelWithDebInfo,)
 	cmake --build build -j $(JOBS)
+
+# Everything, tests included, built by clang for Release with warnings as errors; nothing
+# runs. The compiler and build type that users and packagers meet.
+build-clang:
+	CC=clang CXX=clang++ $(call CONFIG,build-clang,Release,-DZULQUERY_BUILD_BENCH=OFF)
+	cmake --build build-clang -j $(JOBS)
 
 # Builds everything and runs the whole suite.
 test: build
@@ -46,4 +52,4 @@ format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-tsan build-bench
+	rm -rf build build-asan build-tsan build-bench build-clang

@@ -275,6 +275,10 @@ const OptionDef kOptions[] = {
     {"--log-dir", "DIR", 0, [](Invocation& i, const std::string& v) {
          return set_text(&i.settings.log_dir, v); },
      "folder of the library's logs (default $TMPDIR/zulq-<uid>)"},
+    {"--trace", nullptr, 0, [](Invocation& i, const std::string&) {
+         i.settings.trace = true;
+         return true; },
+     "log every message sent and received (mavlog_*.bin; see zulq decode)"},
     {"--csv", nullptr, 0, [](Invocation& i, const std::string&) {
          return set_format(i, OutputFormat::csv); },
      "a header line, then one comma-separated line per record"},
@@ -446,7 +450,7 @@ bool parse_command_line(int argc, char** argv, Invocation* out, std::string* err
 std::string main_help() {
     std::string out =
         "usage: zulq --host H --port P --user U --password PW [--csv|--json|--vertical]\n"
-        "            [--timeout SEC] [--log-dir DIR] [--quiet] <command> [arguments] [options]\n"
+        "            [--timeout SEC] [--log-dir DIR] [--trace] [--quiet] <command> [arguments] [options]\n"
         "       zulq --version\n"
         "\n"
         "Asks the query port of a trading server and prints the answer, one column per\n"

@@ -35,6 +35,7 @@ struct Settings {
     double timeout_s = 10.0;  // longest silence of the server
     std::string log_dir;      // empty: the default folder under $TMPDIR
     bool quiet = false;       // no progress line
+    bool trace = false;       // the library's logger switch: binary log and message trace
 };
 
 struct CommandArgs {

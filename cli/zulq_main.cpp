@@ -15,6 +15,7 @@
 
 #include "ZulQuerySession.h"
 #include "zulq_cli.h"
+#include "zulq_decode.h"
 #include "zulq_format.h"
 #include "zulq_output.h"
 
@@ -130,6 +131,7 @@ int Run::main() {
     block_stop_signals();
     zulquery::Options options;
     options.timeout = m_inv.settings.timeout_s;
+    options.logger = m_inv.settings.trace;
     options.poll = [this] { return poll(); };
     std::unique_ptr<zulquery::Session> session = make_session(m_inv.settings, options);
     bool logged_on = false;
@@ -261,6 +263,8 @@ int Run::failed(const Error& e, bool logged_on) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (is_decode_command(argc, argv))
+        return run_decode(argc, argv);
     Invocation inv;
     std::string error;
     if (!parse_command_line(argc, argv, &inv, &error)) {
@@ -273,7 +277,9 @@ int main(int argc, char** argv) {
         return EXIT_OK;
     }
     if (inv.help) {
-        fputs((inv.command != nullptr ? command_help(*inv.command) : main_help()).c_str(), stdout);
+        fputs((inv.command != nullptr ? command_help(*inv.command) : main_help() + decode_summary())
+                  .c_str(),
+              stdout);
         return EXIT_OK;
     }
     return Run(inv).main();

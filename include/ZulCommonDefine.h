@@ -29,6 +29,17 @@ typedef char ZUL_MarketExecId[25];
 typedef unsigned char ZUL_SideType;
 typedef unsigned char ZUL_ExchangeID;
 typedef unsigned char ZUL_SecType;
+
+// Values of ZUL_SecType, and of m_sec_type and m_instrument_type on the wire; the wire
+// declarations take this one enumeration from here.
+enum zul_sec_type {
+    SEC_TYPE_STOCK = 1,
+    SEC_TYPE_OPTION = 2,
+    SEC_TYPE_FUTURE = 3,
+    SEC_TYPE_ARBI = 4,
+    SEC_TYPE_F = 5,
+};
+
 typedef unsigned char ZUL_FeeSecType;
 typedef unsigned char ZUL_ForceCloseReason;
 typedef int ZUL_Previlege;

@@ -10,19 +10,6 @@
 
 #include "ZulCommonDefine.h"
 
-// Kinds of instrument (ZUL_SecType). The wire declarations carry the same
-// enumeration under the same guard.
-#ifndef ZUL_SEC_TYPE_DEFINED
-#define ZUL_SEC_TYPE_DEFINED
-enum zul_sec_type {
-    SEC_TYPE_STOCK = 1,
-    SEC_TYPE_OPTION = 2,
-    SEC_TYPE_FUTURE = 3,
-    SEC_TYPE_ARBI = 4,
-    SEC_TYPE_F = 5,
-};
-#endif
-
 #pragma pack(push, 1)
 
 // Where the query port listens. m_RemoteQueryIp is dotted text, terminated;

@@ -32,6 +32,7 @@ const char kUsage[] =
     "  --close-on-accept        accept connections and close them at once\n"
     "  --records N              answer every stream with N generated records\n"
     "  --data FILE              serve the accounts and records of FILE (see README.md)\n"
+    "  --version                print the version and exit\n"
     "  --help                   this text\n";
 
 bool number(const char* text, unsigned long long* out) {
@@ -76,7 +77,8 @@ bool refusal(const std::string& text, zulsim::Options* o) {
 }
 
 // Reads the command line into `o` and `data_file`; false with a message on error.
-bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bool* help) {
+bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bool* help,
+           bool* version) {
     for (int i = 1; i < argc; ++i) {
         std::string opt = argv[i];
         unsigned long long n = 0;
@@ -88,6 +90,8 @@ bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bo
         bool ok = true;
         if (opt == "--help" || opt == "-h") {
             *help = true;
+        } else if (opt == "--version") {
+            *version = true;
         } else if (opt == "--hv27") {
             o->hv27 = true;
         } else if (opt == "--exec-ex") {
@@ -148,8 +152,14 @@ int main(int argc, char** argv) {
     zulsim::Options options;
     std::string data_file;
     bool help = false;
-    if (!parse(argc, argv, &options, &data_file, &help)) {
+    bool version = false;
+    if (!parse(argc, argv, &options, &data_file, &help, &version)) {
         return 2;
+    }
+    if (version) {
+        // The simulator comes with the library and carries its version.
+        std::cout << "zul_sim " << ZUL_SIM_VERSION << "\n";
+        return 0;
     }
     if (help) {
         std::cout << kUsage;

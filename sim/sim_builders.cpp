@@ -132,6 +132,19 @@ void apply_family_rules(uint16_t id, bool hv27, const RecordInfo& info, Bytes& r
             }
             break;
         }
+        // Fields that a request selects by hold values it can ask for.
+        case REWIND_ACCOUTN_ORDER_RESPONSE_MSG_ID: {
+            static const Int1 types[] = {SEC_TYPE_FUTURE, SEC_TYPE_OPTION, SEC_TYPE_ARBI};
+            set_number(info, r, "m_instrument_type", types[s.index % 3]);
+            break;
+        }
+        case REWIND_ACCOUNT_QUOTE_RESP_MSG_ID:
+            set_number(info, r, "m_sec_type", s.index % 3 == 1 ? SEC_TYPE_OPTION : SEC_TYPE_FUTURE);
+            break;
+        case QUERY_COMBO_RULE_RESP_MSG_ID:
+            set_number(info, r, "m_combo_type", 1 + s.index % 2);
+            set_number(info, r, "m_hedge_flag", 1 + (s.index / 2) % 2);
+            break;
         case QUERY_ACCOUNT_FEE_RESP_MSG_ID: {
             // 1 is the one direction a client keeps; the others all read alike.
             static const Int1 dirs[] = {1, 2, 255, 0};

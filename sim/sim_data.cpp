@@ -2,6 +2,7 @@
 
 #include "protocol/msg_define.h"
 #include "sim_builders.h"
+#include "sim_fields.h"
 #include "zul_sim.h"
 
 namespace zulsim {
@@ -69,6 +70,12 @@ std::vector<Bytes> build_answer(const Family& fam, unsigned slot, size_t account
         const std::string& acct =
             fam.id == QUERY_USER_ACCOUNT_RESP_MSG_ID ? std::string(kAccounts[i]) : account;
         msgs.push_back(build_data_record(fam.id, hv27, user_id, acct, seed, data_flag(fam.id, i)));
+        if (fam.id == QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID && account_index > 0) {
+            // Symbols a caller may ask for by name; the first account's fills the field.
+            static const char* const symbols[] = {"", "IF2412", "IC2503"};
+            write_field(*response_info(fam.id, hv27)->field("m_symbol"), msgs.back().data(),
+                        symbols[account_index % 3]);
+        }
     }
     if (is_stream(fam.id)) {
         msgs.push_back(build_closing_record(fam.id, hv27, user_id, account,
@@ -76,6 +83,42 @@ std::vector<Bytes> build_answer(const Family& fam, unsigned slot, size_t account
                                             static_cast<uint32_t>(count + 1)));
     }
     return msgs;
+}
+
+// Request fields that pick records of the answer: a record stays when its field holds the
+// request's value; a request's 0 (or empty text) asks for every record.
+struct Selector {
+    uint16_t request;
+    const char* request_field;
+    const char* answer_field;
+};
+
+const Selector kSelectors[] = {
+    {QUERY_SYMBOL_REQ_MSG_ID, "m_sec_type", "m_instrument_type"},
+    {REWIND_ACCOUNT_ORDER_REQ_MSG_ID, "m_sec_type", "m_instrument_type"},
+    {REWIND_ACCOUNT_QUOTE_REQ_MSG_ID, "m_sec_type", "m_sec_type"},
+    {QUERY_COMBO_RULE_MSG_ID, "m_combo_type", "m_combo_type"},
+    {QUERY_COMBO_RULE_MSG_ID, "m_hedge_flag", "m_hedge_flag"},
+    {ACCOUNT_SYMBOL_REAL_DATA_REQ_MSG_ID, "m_symbol", "m_symbol"},
+};
+
+bool selected(const RecordInfo& request, const Bytes& asked, const RecordInfo* answer,
+              const Bytes& record) {
+    for (const Selector& s : kSelectors) {
+        if (s.request != request.id || answer == nullptr) {
+            continue;
+        }
+        const FieldInfo* want = request.field(s.request_field);
+        const FieldInfo* have = answer->field(s.answer_field);
+        if (want == nullptr || have == nullptr) {
+            continue;
+        }
+        const std::string value = read_field(*want, asked.data());
+        if (!value.empty() && value != "0" && value != read_field(*have, record.data())) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -131,6 +174,32 @@ const std::vector<Bytes>* DataSet::find(uint16_t response_id, const std::string&
         }
     }
     return nullptr;
+}
+
+std::vector<Bytes> DataSet::select(uint16_t response_id, const std::string& account,
+                                   const Bytes& request) const {
+    const std::vector<Bytes>* all = find(response_id, account);
+    if (all == nullptr) {
+        return {};
+    }
+    uint16_t request_id = 0;
+    if (request.size() >= 2) {
+        memcpy(&request_id, request.data(), 2);
+    }
+    const RecordInfo* asked = request_info(request_id);
+    if (asked == nullptr || request.size() < asked->size) {
+        return *all;
+    }
+    const RecordInfo* answer = response_info(response_id, m_hv27);
+    const bool stream = is_stream(response_id);
+    std::vector<Bytes> out;
+    for (size_t i = 0; i < all->size(); ++i) {
+        const bool closing = stream && i + 1 == all->size();
+        if (closing || selected(*asked, request, answer, (*all)[i])) {
+            out.push_back((*all)[i]);
+        }
+    }
+    return out;
 }
 
 void DataSet::set(uint16_t response_id, const std::string& account, std::vector<Bytes> messages) {

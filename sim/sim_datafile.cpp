@@ -174,7 +174,9 @@ private:
         // The account list is keyed without account; its records name one each.
         std::string key = info.id == QUERY_USER_ACCOUNT_RESP_MSG_ID ? "" : account;
         std::vector<Bytes>& list = m_records[info.id][key];
-        if (!is_stream(info.id)) {
+        // A single answer is its last line; symbol risk data keeps a line per symbol, for
+        // the request's symbol to choose from.
+        if (!is_stream(info.id) && info.id != QUERY_SYMBOL_RISK_DATA_RESP_MSG_ID) {
             list.clear();
         }
         list.push_back(std::move(rec));

@@ -22,6 +22,8 @@ namespace {
 
 // Bulk streams take seeds above those of the standard data set.
 constexpr unsigned kBulkSeed = 4096;
+// The size of the writes of a bulk stream in the whole-message mode.
+constexpr size_t kBulkWrite = 64 * 1024;
 
 int open_listener(uint16_t port, uint16_t* bound, std::string* error) {
     int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -137,6 +139,21 @@ Bytes error_answer(const Options& o, uint16_t request_id, uint32_t error_id) {
     return DataSet::bytes_of(e);
 }
 
+// Requests that a server of generation hv27 does not offer. It still frames them by
+// their size (the ids are of the one protocol) and refuses them with 1064, which a client
+// delivers to the callback of the request, as for any refusal.
+bool offered_by_hv27(uint16_t request_id) {
+    switch (request_id) {
+        case QUERY_COMBO_RULE_MSG_ID:
+        case QUERY_COMBO_POSITION_MSG_ID:
+        case QUERY_ACCOUNT_BP_REQ_MSG_ID:
+        case REWIND_ACCOUNT_ARBI_ORDER_REQ_MSG_ID:
+            return false;
+        default:
+            return true;
+    }
+}
+
 Bytes change_password_answer(const Options& o) {
     change_password_resp r;
     r.m_user_id = o.user_id;
@@ -225,7 +242,10 @@ struct Simulator::Impl : public WriteBudget {
     void handle(Connection& c, const RecordInfo& info, Bytes raw);
     void answer(Connection& c, const Options& o, const DataSet& data, const ReceivedRequest& r);
     void write_stream(Connection& c, const Options& o, const DataSet& data, uint16_t id,
-                      const std::string& account);
+                      const std::string& account, const ReceivedRequest& r);
+
+    void write_bulk(Connection& c, const DataSet& data, uint16_t id, const std::string& account,
+                    size_t n);
 
     void reap_locked();
     size_t broadcast(const Bytes& msg);
@@ -424,41 +444,80 @@ void Simulator::Impl::answer(Connection& c, const Options& o, const DataSet& dat
         write_one(c, change_password_answer(o));
         return;
     }
+    if (o.hv27 && !offered_by_hv27(r.id)) {
+        write_one(c, error_answer(o, r.id, o.not_offered_error));
+        return;
+    }
     uint16_t id = answer_id(r, o);
     std::string account = r.text("m_account_id");
     if (is_stream(id)) {
-        write_stream(c, o, data, id, account);
+        write_stream(c, o, data, id, account, r);
         return;
     }
-    const std::vector<Bytes>* msgs = data.find(id, account);
-    if (msgs == nullptr || msgs->empty()) {
+    // An account, or a symbol, that the data set doesn't know is refused.
+    const std::vector<Bytes> msgs = data.select(id, account, r.raw);
+    if (msgs.empty()) {
         write_one(c, error_answer(o, r.id, o.unknown_account_error));
         return;
     }
-    write_one(c, msgs->front());
+    write_one(c, msgs.front());
 }
 
 void Simulator::Impl::write_stream(Connection& c, const Options& o, const DataSet& data,
-                                   uint16_t id, const std::string& account) {
+                                   uint16_t id, const std::string& account,
+                                   const ReceivedRequest& r) {
     if (o.bulk_records > 0) {
-        size_t n = o.bulk_records;
-        write(c, n + 1, [&](size_t i) {
-            if (i == n) {
-                return build_closing_record(id, data.hv27(), data.user_id(), account, 1,
-                                            static_cast<uint32_t>(n + 1));
-            }
-            RecordSeed seed{static_cast<unsigned>(kBulkSeed + i), i % 2 == 0, i};
-            return build_data_record(id, data.hv27(), data.user_id(), account, seed, 0);
-        });
+        write_bulk(c, data, id, account, o.bulk_records);
         return;
     }
-    const std::vector<Bytes>* msgs = data.find(id, account);
-    if (msgs == nullptr) {
+    std::vector<Bytes> msgs = data.select(id, account, r.raw);
+    if (msgs.empty()) {
         // An account without data has an empty list.
         write_one(c, build_closing_record(id, data.hv27(), data.user_id(), account, 1, 1));
         return;
     }
-    write(c, msgs->size(), [&](size_t i) { return (*msgs)[i]; });
+    if (r.id == REWIND_ACCOUNT_EXE_REQ_MSG_ID) {
+        // The rewind flag: 0 asks for the executions this connection has not been sent
+        // yet, anything else for all of the day's from the first; either way the
+        // connection has had them all afterwards.
+        size_t& had = c.executions_sent(account);
+        const size_t data_records = msgs.size() - 1;
+        const size_t skip = r.number("m_rewind_flag") == 0 ? std::min(had, data_records) : 0;
+        msgs.erase(msgs.begin(), msgs.begin() + static_cast<std::ptrdiff_t>(skip));
+        had = data_records;
+    }
+    write(c, msgs.size(), [&](size_t i) { return msgs[i]; });
+}
+
+// A generated stream of n data records and its closing record. The records are built
+// once per shape (texts short or full; the symbol list's four kinds) and then only
+// stamped with their place, so that the server keeps up with any client. Unless the
+// write mode cuts or pauses, whole records go out gathered into writes of up to
+// kBulkWrite bytes: a write per record would cost a system call each.
+void Simulator::Impl::write_bulk(Connection& c, const DataSet& data, uint16_t id,
+                                 const std::string& account, size_t n) {
+    const size_t shapes = id == QUERY_SYMBOL_RESP_MSG_ID ? 4 : 2;
+    std::vector<Bytes> shape;
+    for (size_t j = 0; j < shapes; ++j) {
+        RecordSeed seed{static_cast<unsigned>(kBulkSeed + j), j % 2 == 0, j};
+        shape.push_back(build_data_record(id, data.hv27(), data.user_id(), account, seed, 0));
+    }
+    const Bytes closing = build_closing_record(id, data.hv27(), data.user_id(), account, 1,
+                                               static_cast<uint32_t>(n + 1));
+    WritePolicy p = policy();
+    if (p.mode == WriteMode::whole && p.pause.count() == 0) {
+        p.mode = WriteMode::coalesce;
+        p.gather = kBulkWrite;
+    }
+    StreamWriter(c, p, *this).write(n + 1, [&](size_t i) {
+        if (i == n) {
+            return closing;
+        }
+        Bytes msg = shape[i % shapes];
+        const uint32_t sequence = static_cast<uint32_t>(i + 1);
+        memcpy(msg.data() + offsetof(msg_header, m_sequence), &sequence, sizeof(sequence));
+        return msg;
+    });
 }
 
 size_t Simulator::Impl::broadcast(const Bytes& msg) {

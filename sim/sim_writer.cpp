@@ -77,7 +77,8 @@ bool StreamWriter::write_each(size_t count, const MessageSource& source) {
 
 bool StreamWriter::write_batched(size_t count, const MessageSource& source) {
     const bool chunks = m_policy.mode == WriteMode::chunks;
-    const size_t unit = chunks ? std::max<size_t>(1, m_policy.param) : kCoalesceLimit;
+    const size_t unit = chunks ? std::max<size_t>(1, m_policy.param)
+                               : (m_policy.gather > 0 ? m_policy.gather : kCoalesceLimit);
     std::lock_guard<std::mutex> hold(m_conn.write_lock());
     Bytes pending;
     size_t head = 0;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -34,6 +35,9 @@ public:
     // Held for one message (or one whole answer in the chunk and coalesce modes), so
     // that a push never lands inside another message.
     std::mutex& write_lock() { return m_write_lock; }
+    // How many executions of the account this connection has been sent, for the rewind
+    // flag; used by the serving thread only.
+    size_t& executions_sent(const std::string& account) { return m_executions_sent[account]; }
 
     std::thread m_thread;
     std::atomic<bool> m_done{false};
@@ -43,6 +47,7 @@ private:
     int m_serial;
     std::atomic<bool> m_closed{false};
     std::mutex m_write_lock;
+    std::map<std::string, size_t> m_executions_sent;
 };
 
 // What the writer asks of its owner, all under the owner's lock.
@@ -58,8 +63,9 @@ public:
 
 struct WritePolicy {
     WriteMode mode = WriteMode::whole;
-    size_t param = 0;
+    size_t param = 0;  // split point or chunk size
     std::chrono::milliseconds pause{0};
+    size_t gather = 0;  // coalesce: gathered messages go out from this size on; 0: 1 MiB
 };
 
 using MessageSource = std::function<Bytes(size_t index)>;

@@ -69,6 +69,9 @@ struct Options {
     // A single answer asked for an account that the data set doesn't have is refused
     // with this error id; a stream about such an account is empty.
     uint32_t unknown_account_error = 1;
+    // An hv27 simulator refuses the requests that its generation does not offer (76, 79,
+    // 81, 98) with 1064 and this error id.
+    uint32_t not_offered_error = 2;
 
     WriteMode write_mode = WriteMode::whole;
     size_t write_param = 0;              // split point or chunk size
@@ -127,6 +130,12 @@ public:
     // A request names at most 15 characters of an account; a stored 16-character
     // account answers to its first 15 as well.
     const std::vector<Bytes>* find(uint16_t response_id, const std::string& account) const;
+    // What a request selects of the answer `response_id` about `account`: the records
+    // whose selecting fields match the request's (security type, combination type and
+    // hedge flag, symbol; a request's 0 or empty text matches every record), a stream's
+    // closing record always. Empty if the data set has no such answer.
+    std::vector<Bytes> select(uint16_t response_id, const std::string& account,
+                              const Bytes& request) const;
     void set(uint16_t response_id, const std::string& account, std::vector<Bytes> messages);
     const std::map<std::pair<uint16_t, std::string>, std::vector<Bytes>>& all() const {
         return m_answers;

@@ -332,13 +332,14 @@ std::vector<family> families(bool hv27) {
     return {
         {"accounts", 71, 1071, LIST, true, ASK(KQZUL_QueryUserAccount(h)),
          slot_of(KQZUL_SetQueryUserAccountEvent), same<query_user_account_resp>},
-        {"symbols", 72, 1072, LIST, true, ASK(KQZUL_QuerySymbolList(h, SEC_TYPE_FUTURE)),
+        // Security type 0 asks the simulator for every kind: both readings of the record.
+        {"symbols", 72, 1072, LIST, true, ASK(KQZUL_QuerySymbolList(h, 0)),
          slot_of(KQZUL_SetQuerySymbolListEvent), same<query_symbol_resp>},
         {"futures positions", 73, 1073, STREAM, true, ASK(KQZUL_QueryAccountPosition(h, a, SEC_TYPE_FUTURE)),
          slot_of(KQZUL_SetQueryAccountPositionEvent), same<query_account_fut_position_resp>},
         {"option positions", 73, 1092, STREAM, true, ASK(KQZUL_QueryAccountPosition(h, a, SEC_TYPE_OPTION)),
          slot_of(KQZUL_SetQueryAccountOptionPositionEvent), same<query_account_opt_position_resp>},
-        {"orders", 74, 1074, REPLAY, true, ASK(KQZUL_QueryAccountOrder(h, a, 3)),
+        {"orders", 74, 1074, REPLAY, true, ASK(KQZUL_QueryAccountOrder(h, a, 0)),
          slot_of(KQZUL_SetQueryTradeOrderEvent), same<rewind_accoutn_order_response>},
         {"executions", 75, 1075, REPLAY, true, ASK(KQZUL_QueryAccountOrderExecution(h, a, 3, 0)),
          exec, hv27 ? same<hv27_rewind_order_execution_response> : same<rewind_order_execution_response>},
@@ -423,8 +424,15 @@ TEST_P(Responses, EveryRecordReachesItsOwnCallbackMappedAndStreamsCloseOnce) {
             ASSERT_EQ(ZUL_RESULT_OK, sent);
             const std::vector<call> got = settle();
             book.clear();
-            const std::vector<zulsim::Bytes>* wire = data.find(f.response, account);
-            ASSERT_NE(nullptr, wire);
+            // What the request selected of the data set.
+            const std::vector<zulsim::ReceivedRequest> asked = s.sim().requests();
+            const auto request = std::find_if(asked.rbegin(), asked.rend(),
+                                              [&](const auto& r) { return r.id == f.request; });
+            ASSERT_NE(asked.rend(), request);
+            const std::vector<zulsim::Bytes> selected =
+                data.select(f.response, account, request->raw);
+            ASSERT_FALSE(selected.empty());
+            const std::vector<zulsim::Bytes>* wire = &selected;
             ASSERT_EQ(wire->size(), got.size()) << "one call per record, none elsewhere";
             for (size_t i = 0; i < got.size(); ++i) {
                 SCOPED_TRACE("call " + std::to_string(i));
@@ -515,7 +523,7 @@ TEST_P(Responses, EmptySlotDropsItsMessagesAndTheNextOnesArrive) {
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountOrderExecution(h(), FULL, 3, 0));
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountRiskData(h(), FULL, "", 0));
     ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountPosition(h(), FULL, SEC_TYPE_OPTION));
-    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountOrder(h(), "ZQ7", 3));
+    ASSERT_EQ(ZUL_RESULT_OK, KQZUL_QueryAccountOrder(h(), "ZQ7", 0));  // every kind
     std::vector<call> got = settle();
     ASSERT_EQ(4u, got.size()) << "the three orders and their closing call alone";
     for (const call& c : got)

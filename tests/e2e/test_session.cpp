@@ -43,13 +43,24 @@ struct Bench {
         s->logon(kUser, kPassword);
         return s;
     }
-    // The data records the server serves for a response and account.
-    std::vector<zulsim::Bytes> served(uint16_t response, const std::string& account) {
-        std::vector<zulsim::Bytes> out;
+    // The data records the server chose for the request it received as number `index`
+    // (from 0): the simulator selects by the request's fields.
+    std::vector<zulsim::Bytes> served(uint16_t response, const std::string& account, size_t index) {
+        const std::vector<zulsim::ReceivedRequest> requests = sim->requests();
+        if (index >= requests.size())
+            return {};
+        return data_records(response, sim->data().select(response, account, requests[index].raw));
+    }
+    // All data records of an answer in the data set.
+    std::vector<zulsim::Bytes> stored(uint16_t response, const std::string& account) {
         const zulsim::DataSet d = sim->data();
         const std::vector<zulsim::Bytes>* all = d.find(response, account);
-        for (size_t i = 0; all != nullptr && i < all->size(); ++i) {
-            const zulsim::Bytes& r = (*all)[i];
+        return all != nullptr ? data_records(response, *all) : std::vector<zulsim::Bytes>();
+    }
+    static std::vector<zulsim::Bytes> data_records(uint16_t response,
+                                                   const std::vector<zulsim::Bytes>& all) {
+        std::vector<zulsim::Bytes> out;
+        for (const zulsim::Bytes& r : all) {
             if (!zulsim::is_stream(response) || r[8] == 0 ||
                 (zulsim::closes_on_one_only(response) && r[8] == 2))
                 out.push_back(r);
@@ -141,7 +152,7 @@ TEST(Session, EveryQueryInBothFormsAndBothGenerations) {
             const size_t before = b.sim->requests().size();
             const Forms f = q.run(*s);
             EXPECT_EQ(before + 2, b.sim->requests().size()) << "one request per form";
-            EXPECT_EQ(b.served(q.response, q.account).size(), f.collected);
+            EXPECT_EQ(b.served(q.response, q.account, before).size(), f.collected);
             EXPECT_EQ(f.collected, f.handed);
             EXPECT_TRUE(f.same);
         }
@@ -165,12 +176,13 @@ TEST(Session, ExecutionsInTheServersForm) {
         const bool ex = s->executions(
             "ZQ7", SEC_TYPE_FUTURE, 0, [&](const ZUL_QueryOrderExecution&) { ++shorts; },
             [&](const ZUL_QueryOrderExecutionEx&) { ++extended; });
-        const size_t n = b.served(1075, "ZQ7").size();
+        const size_t n = b.served(1075, "ZQ7", b.sim->requests().size() - 1).size();
         ASSERT_GT(n, 0u);
         EXPECT_EQ(hv27, ex);
         EXPECT_EQ(hv27 ? 0 : n, shorts);
         EXPECT_EQ(hv27 ? n : 0, extended);
-        const auto widened = s->executions("ZQ7");
+        // Rewound: the server sends this connection's executions again.
+        const auto widened = s->executions("ZQ7", SEC_TYPE_FUTURE, 1);
         ASSERT_EQ(n, widened.size());
         EXPECT_EQ(hv27, widened[0].m_Symbol[0] != '\0');
         EXPECT_EQ(0, s->executions("EMPTY-01").size());
@@ -287,7 +299,7 @@ TEST(Session, TimeoutIsTheLongestSilence) {
     }
     Bench b([](zulsim::Options& x) { x.unanswered = {74}; });
     auto s = b.logged_on(o);
-    const std::vector<zulsim::Bytes> data = b.served(1074, "ZQ7");
+    const std::vector<zulsim::Bytes> data = b.stored(1074, "ZQ7");
     std::thread server([&] {
         ASSERT_TRUE(b.sim->wait_for_requests(2, 30s));
         for (const zulsim::Bytes& r : data)

@@ -171,7 +171,7 @@ const Case kCases[] = {
     {"ExecutionsFromAnHv27Server", "executions ZQ7", "", 1075, "ZQ7", 12, "Symbol=m_symbol/19 SideType=m_side_type MarketExecID=m_market_exec_id", 1},
     {"Quotes", "quotes ACCT-FULL-WIDE16", "m_sec_type=3", 1095, "ACCT-FULL-WIDE16", 25, "Symbol=m_symbol MarketQuoteId=m_mkt_quote_id ReqForQuoteID=m_req_for_quote_id BidQty=m_bid_volume AskPrice=m_ask_price", 0},
     {"Symbols", "symbols", "m_sec_type=3", 1072, "", 24, "SecType=m_instrument_type Symbol=m_symbol ProdID=m_product_id/31", 0},
-    {"ComboRules", "combo-rules --combo-type 7 --hedge-flag 9", "m_combo_type=7 m_hedge_flag=9", 1076, "", 14, "Trading_date=m_trading_date ComboSymbol=m_combo_symbol FirstSymbol=m_combo_leg1 SecondRegion=m_region_leg2", 0},
+    {"ComboRules", "combo-rules --combo-type 1 --hedge-flag 2", "m_combo_type=1 m_hedge_flag=2", 1076, "", 14, "Trading_date=m_trading_date ComboSymbol=m_combo_symbol FirstSymbol=m_combo_leg1 SecondRegion=m_region_leg2", 0},
     {"Bp", "bp ZQ7", "m_account_id=ZQ7", 1081, "ZQ7", 11, "Account=m_account_id TotalMarketPL=m_total_market_pl AccountIdx=m_account_idx", 0},
     {"BpDetail", "bp-detail ACCT-FULL-WIDE16", "m_account_id=ACCT-FULL-WIDE1", 1088, "ACCT-FULL-WIDE16", 21, "Account=m_account_id RiskRate=m_risk_rate AmountCount=m_amount_count", 0},
     {"Cash", "cash ZQ7", "m_account_id=ZQ7", 1099, "ZQ7", 5, "Account=m_account_id CashInOut=m_cash_in_out", 0},
@@ -190,13 +190,13 @@ TEST_P(ZulqCommand, PrintsWhatTheServerSentInEveryFormat) {
                                  [](zulsim::Options& o) { o.exec_with_symbol = true; }};
     Server s(servers[c.server]);
     const zulsim::DataSet d = s.sim.data();
+    const Outcome o = s.run(c.command + std::string(" --json"));
+    ASSERT_EQ(0, o.code) << o.err;
     std::vector<zulsim::Bytes> served;  // a list without its closing record
-    for (const zulsim::Bytes& r : *d.find(c.response, c.account))
+    for (const zulsim::Bytes& r : d.select(c.response, c.account, s.sim.requests().back().raw))
         if (!zulsim::is_stream(c.response) || r[8] == 0 ||
             (zulsim::closes_on_one_only(c.response) && r[8] == 2))
             served.push_back(r);
-    const Outcome o = s.run(c.command + std::string(" --json"));
-    ASSERT_EQ(0, o.code) << o.err;
     std::istringstream sent(c.sent);
     for (std::string kv; sent >> kv;)
         EXPECT_EQ(kv.substr(kv.find('=') + 1),

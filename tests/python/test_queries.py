@@ -25,7 +25,7 @@ QUERIES = [
     ("executions", ("ZQ7",), {"rewind": 1}, "executions ZQ7 --rewind 1", True),
     ("quotes", ("ACCT-FULL-WIDE16",), {}, "quotes ACCT-FULL-WIDE16", True),
     ("symbols", (), {}, "symbols", True),
-    ("combo_rules", (), {"combo_type": 7, "hedge_flag": 9}, "combo-rules --combo-type 7 --hedge-flag 9", False),
+    ("combo_rules", (), {"combo_type": 1, "hedge_flag": 2}, "combo-rules --combo-type 1 --hedge-flag 2", False),
     ("risk", ("ZQ7",), {}, "risk ZQ7", True),
     ("symbol_risk", ("ZQ7", "IF2412"), {}, "symbol-risk ZQ7 IF2412", True),
     ("positions", ("EMPTY-01",), {}, "positions EMPTY-01", True),

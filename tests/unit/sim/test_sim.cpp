@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "protocol/msg_define.h"
+#include "protocol/msg_define_hv27.h"
 #include "sim_builders.h"
 #include "support/e2e_client.h"
 #include "zul_sim.h"
@@ -116,12 +117,151 @@ TEST_F(SimTest, DropRulesWriteModesAndBulkStreamsShapeTheAnswer) {
         bool closed = false;
         EXPECT_EQ(r.dropped, c.read(r.dropped ? 1 : 0, &closed).empty() && closed);
         EXPECT_TRUE(wait_until([&] { return sim.stats().writes - writes == r.writes; }))
-            << sim.stats().writes - writes << " writes";
+            << sim.stats().writes - writes << " writes, " << r.writes << " due";
         for (size_t i = 0; !r.dropped && i < got.size() / kPos; ++i) {
             ASSERT_EQ(1073, got[i * kPos] | got[i * kPos + 1] << 8);
             ASSERT_EQ(i + 1, got[i * kPos + 4] | got[i * kPos + 5] << 8) << "sequence";
             ASSERT_EQ((i + 1) * kPos == got.size(), got[i * kPos + 8] != 0) << "flag of " << i;
         }
+    }
+}
+
+// A bulk stream: records built once per shape and stamped, each in its place: the kinds of
+// the symbol list in turn, sequence numbers 1 to n, requester's user and account, flags.
+TEST_F(SimTest, BulkStreamsCarryEveryRecordStampedInItsPlace) {
+    const size_t n = 3001;
+    sim.configure([&](Options& o) { o.bulk_records = n; });
+    Raw c(sim.port());
+    ASSERT_TRUE(c.send(request<query_account_position_req>("ZQ7")));
+    const Bytes pos = c.read((n + 1) * kPos);
+    ASSERT_EQ((n + 1) * kPos, pos.size());
+    query_symbol_req ask;
+    ask.m_user_id = 70123;
+    ASSERT_TRUE(c.send(DataSet::bytes_of(ask)));
+    const size_t sym = sizeof(query_symbol_resp);
+    const Bytes symbols = c.read((n + 1) * sym);
+    ASSERT_EQ((n + 1) * sym, symbols.size());
+    for (size_t i = 0; i <= n; ++i) {
+        SCOPED_TRACE(i);
+        query_account_fut_position_resp p;
+        memcpy(&p, &pos[i * kPos], kPos);
+        // Fields of packed records are read by value (+): a reference would be misaligned.
+        ASSERT_EQ(1073, +p.m_msg_id);
+        ASSERT_EQ(i + 1, +p.m_sequence);
+        ASSERT_EQ(70123u, +p.m_user_id);
+        ASSERT_EQ(0, strncmp(p.m_account_id, "ZQ7", sizeof(p.m_account_id)));
+        ASSERT_EQ(i == n ? 1 : 0, +p.m_last_record_flag);
+        if (i < n) {
+            const Bytes want = zulsim::build_data_record(
+                1073, false, 70123, "ZQ7", {4096 + static_cast<unsigned>(i % 2), i % 2 == 0, i % 2},
+                0);
+            p.m_sequence = static_cast<Int4>(i % 2 + 1);
+            ASSERT_EQ(want, DataSet::bytes_of(p)) << "the record of its shape";
+        }
+        query_symbol_resp y;
+        memcpy(&y, &symbols[i * sym], sym);
+        ASSERT_EQ(i + 1, +y.m_sequence);
+        const Int1 kinds[] = {SEC_TYPE_FUTURE, SEC_TYPE_OPTION, SEC_TYPE_OPTION, SEC_TYPE_F};
+        ASSERT_EQ(i == n ? 0 : kinds[i % 4], +y.m_instrument_type);
+    }
+}
+
+// The request's selecting fields pick the records of the answer; 0 (or no text) picks all.
+TEST_F(SimTest, AnswersHonourTheRequestsSecTypeComboTypeHedgeFlagAndSymbol) {
+    const DataSet d = sim.data();
+    Raw c(sim.port());
+    auto ask = [&](const Bytes& request, size_t record_size, size_t records) {
+        EXPECT_TRUE(c.send(request));
+        const Bytes got = c.read(records * record_size);
+        EXPECT_EQ(records * record_size, got.size());
+        return got;
+    };
+    query_symbol_req symbols;
+    for (Int1 type : {0, 1, 2, 3, 5}) {
+        symbols.m_sec_type = type;
+        const size_t want = type == 0 ? 4 : type == SEC_TYPE_OPTION ? 2 : type == 1 ? 0 : 1;
+        const Bytes got = ask(DataSet::bytes_of(symbols), sizeof(query_symbol_resp), want + 1);
+        for (size_t i = 0; i < want; ++i) {
+            EXPECT_TRUE(type == 0 || got[i * sizeof(query_symbol_resp) + 9] == type) << +type;
+        }
+        EXPECT_EQ(2, got[got.size() - sizeof(query_symbol_resp) + 8]) << "the closing record";
+    }
+    rewind_account_order_req orders;
+    strcpy(orders.m_account_id, "ZQ7");
+    orders.m_sec_type = SEC_TYPE_ARBI;
+    const size_t order = sizeof(rewind_accoutn_order_response);
+    const Bytes one = ask(DataSet::bytes_of(orders), order, 2);
+    EXPECT_EQ(d.find(1074, "ZQ7")->at(2), Bytes(one.begin(), one.begin() + order));
+    rewind_account_quote_req quotes;
+    strcpy(quotes.m_account_id, "ZQ7");
+    quotes.m_sec_type = SEC_TYPE_FUTURE;
+    ask(DataSet::bytes_of(quotes), sizeof(rewind_account_quote_response), 3);
+    query_combo_rule rules;
+    rules.m_combo_type = 1;
+    ask(DataSet::bytes_of(rules), sizeof(query_combo_rule_resp), 3);
+    rules.m_hedge_flag = 2;
+    ask(DataSet::bytes_of(rules), sizeof(query_combo_rule_resp), 2);
+    // One symbol's risk data by its name; an unknown symbol is refused like an account.
+    account_symbol_real_data_req risk;
+    strcpy(risk.m_account_id, "ZQ7");
+    strcpy(risk.m_symbol, "IF2412");
+    EXPECT_EQ(d.find(1083, "ZQ7")->front(),
+              ask(DataSet::bytes_of(risk), sizeof(account_symbol_real_data_resp), 1));
+    strcpy(risk.m_symbol, "IF2503");
+    const Bytes refusal = ask(DataSet::bytes_of(risk), sizeof(hv27_query_err_resp), 1);
+    EXPECT_EQ(1064, refusal[0] | refusal[1] << 8);
+}
+
+// Rewind flag 0: the executions not yet sent on this connection; anything else: all again.
+TEST_F(SimTest, RewindFlagZeroSendsOnlyExecutionsNotYetSent) {
+    rewind_account_exe_req ask;
+    strcpy(ask.m_account_id, "ZQ7");
+    const size_t exec = sizeof(rewind_order_execution_response);
+    const size_t all = sim.data().find(1075, "ZQ7")->size();  // the closing record included
+    Raw c(sim.port());
+    for (Int1 flag : {0, 0, 1, 0, 7}) {
+        ask.m_rewind_flag = flag;
+        ASSERT_TRUE(c.send(DataSet::bytes_of(ask)));
+    }
+    const size_t due = all + 1 + all + 1 + all;  // the 2nd and the 4th: the closing record
+    const Bytes got = c.read(due * exec);
+    ASSERT_EQ(due * exec, got.size());
+    for (size_t closing : {all - 1, all, 2 * all + 1, 3 * all + 1})
+        EXPECT_EQ(1, got[closing * exec + 8]) << closing;
+    ask.m_rewind_flag = 0;
+    Raw other(sim.port());
+    ASSERT_TRUE(other.send(DataSet::bytes_of(ask)));
+    EXPECT_EQ(all * exec, other.read(all * exec).size()) << "each connection has its own";
+}
+
+// An hv27 server refuses the requests its generation does not offer, each with 1064 naming
+// it, and answers the others.
+TEST(SimHv27, RefusesWhatItsGenerationDoesNotOffer) {
+    Options o;
+    o.hv27 = true;
+    zulsim::Simulator sim(o);
+    ASSERT_TRUE(sim.start());
+    Raw c(sim.port());
+    const Bytes asks[] = {
+        DataSet::bytes_of(query_combo_rule()), request<query_combo_position>("ZQ7"),
+        request<query_account_bp_req>("ZQ7"), request<rewind_account_arbi_order_req>("ZQ7"),
+        request<query_account_bp_detail_req>("ZQ7")};
+    for (const Bytes& a : asks) {
+        ASSERT_TRUE(c.send(a));
+        if (&a == &asks[4]) {
+            EXPECT_EQ(1088, [&] {
+                const Bytes r = c.read(sizeof(hv27_query_account_bp_detail_resp));
+                return r.size() < 2 ? 0 : r[0] | r[1] << 8;
+            }());
+            break;
+        }
+        hv27_query_err_resp e;
+        const Bytes r = c.read(sizeof(e));
+        ASSERT_EQ(sizeof(e), r.size());
+        memcpy(&e, r.data(), sizeof(e));
+        EXPECT_EQ(1064, +e.m_msg_id);
+        EXPECT_EQ(a[0] | a[1] << 8, +e.m_sub_msg_id);
+        EXPECT_EQ(o.not_offered_error, +e.m_error_id);
     }
 }
 
@@ -193,7 +333,7 @@ TEST_F(DataFile, ErrorsNameTheLine) {
     EXPECT_FALSE(DataSet::load("/nonexistent/zulsim.txt", false, 1, &d, &error));
 }
 
-TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermAndRefusesBadOptions) {
+TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermRefusesBadOptionsTellsItsVersion) {
     const std::string sim = ZUL_SIM_PATH;
     // The shell's pid goes to timeout and zul_sim; timeout passes SIGTERM on, ends as it.
     FILE* out = popen(("echo $$; exec timeout 60 " + sim + " --hv27").c_str(), "r");
@@ -208,6 +348,11 @@ TEST(SimProgram, PrintsItsPortServesItsOptionsEndsOnSigtermAndRefusesBadOptions)
     for (const char* bad : {" --write-mode sideways", " --data /nonexistent/zulsim.txt"})
         EXPECT_EQ(2, WEXITSTATUS(system((sim + bad + " 2>/dev/null").c_str()))) << bad;
     EXPECT_EQ(0, system((sim + " --help >/dev/null").c_str()));
+    FILE* version = popen((sim + " --version").c_str(), "r");
+    char line[64] = {};
+    EXPECT_NE(nullptr, fgets(line, sizeof(line), version));
+    EXPECT_EQ(0, pclose(version));
+    EXPECT_STREQ("zul_sim 5.2.4.16\n", line);
 }
 
 }  // namespace

@@ -248,4 +248,21 @@ TEST(MapInt, CollisionsAndGrowthKeepEveryEntryAndEachValueIsDestroyedOnce) {
     EXPECT_EQ(counted::live, 0);
 }
 
+// A size that is a bucket count of the table gets exactly that count, one more gets the next.
+TEST(MapInt, SizedAtABucketCountOfTheTableTakesThatCount) {
+    const size_t counts[] = {53, 97, 193, 389, 769, 1543, 3079, 6151, 12289, 24593, 49157, 98317};
+    for (size_t i = 0; i < std::size(counts); ++i) {
+        EXPECT_EQ(counts[i], probe_map<int>(static_cast<int>(counts[i])).buckets());
+        EXPECT_EQ(counts[i], probe_map<int>(static_cast<int>(counts[i]) - 1).buckets());
+        if (i + 1 < std::size(counts)) {
+            EXPECT_EQ(counts[i + 1], probe_map<int>(static_cast<int>(counts[i]) + 1).buckets());
+        }
+    }
+    probe_map<int> m(0);
+    EXPECT_EQ(53u, m.buckets());
+    EXPECT_EQ(25165842u, m.map_int_adjust_size(25165842));
+    EXPECT_EQ(4294967291u, m.map_int_adjust_size(4294967291u));
+    EXPECT_EQ(4294967291u, m.map_int_adjust_size(4294967292u)) << "the last count is the most";
+}
+
 }  // namespace

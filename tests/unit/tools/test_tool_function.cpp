@@ -161,4 +161,25 @@ TEST_F(DateTime, ArithmeticCarriesDaysMonthsAndYearsAndSummerTime) {
     EXPECT_EQ(t.get_datetime_str(), "20241026 13:00:00");
 }
 
+// Summer time from the start: a summer date parses to the instant of its own zone offset
+// (UTC+2 here), not an hour off, whichever way it is read or made.
+TEST_F(DateTime, SummerTimeDatesParseAndPrintAtTheirOwnOffset) {
+    const i64_kq noon_utc_0715 = 1721044800;  // 2024-07-15 12:00:00 UTC
+    date_time t("20240715 14:00:00.250");
+    i64_kq seconds = 0;
+    i32_kq ms = 0;
+    ASSERT_TRUE(t.format(seconds, ms));
+    EXPECT_EQ(noon_utc_0715, seconds);
+    EXPECT_EQ(250, ms);
+    EXPECT_EQ("20240715 14:00:00.250", t.format());
+    EXPECT_EQ("20240715 14:00:00.000", date_time(noon_utc_0715, 0).format());
+    ASSERT_TRUE(t.assign("15/07/2024 14", "dd/MM/yyyy HH"));
+    EXPECT_TRUE(t == date_time(noon_utc_0715, 0));
+    i64_kq converted = 0;
+    date_time::convert_date_time_to_int64(2024, 7, 15, 14, 0, 0, converted);
+    EXPECT_EQ(noon_utc_0715, converted);
+    t.add_hour(1);
+    EXPECT_EQ("20240715 15:00:00.000", t.format());
+}
+
 }  // namespace
