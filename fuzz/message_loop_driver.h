@@ -341,11 +341,16 @@ private:
     unsigned long m_runs = 0;
 };
 
+// The one driver of the process, made at its first use.
+inline message_loop_driver& shared_driver() {
+    static message_loop_driver driver;
+    return driver;
+}
+
 // The fuzz target's entry: one client for the whole process, as one connection lives
 // through many reads.
 inline loop_outcome fuzz_one_input(const uint8_t* data, size_t size) {
-    static message_loop_driver driver;
-    return driver.run(data, size);
+    return shared_driver().run(data, size);
 }
 
 }  // namespace zul_fuzz
