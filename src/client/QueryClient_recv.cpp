@@ -212,12 +212,23 @@ private:
     size_t m_len = 0;
 };
 
+// Kept out of line, as is the trace: the message loop's own frame stays small.
+__attribute__((noinline)) void log_unknown(query_base_log& log, int msg_id, unsigned int nLen) {
+    // The id as "%u" prints it, the length as "%d".
+    log_text err_msg;
+    err_msg << "receive unknown msg type: "
+            << static_cast<long long>(static_cast<unsigned int>(msg_id)) << ", len is "
+            << static_cast<long long>(static_cast<int>(nLen));
+    log.write_txt("error msg type", err_msg.c_str());
+}
+
 // The trace of one call: the bytes taken to the binary log, then the trace text and
 // the cost line. The two text lines go out in one write, stamped with the one clock
 // read that also ends the cost: nothing runs between them, and each line still
 // reaches the file before the call returns.
-void trace_message(CQueryClient& client, const unsigned char* p_data, int nProc, int msg_id,
-                   const char* msg_flag, i64_kq start_proc_time) {
+__attribute__((noinline)) void trace_message(CQueryClient& client, const unsigned char* p_data,
+                                             int nProc, int msg_id, const char* msg_flag,
+                                             i64_kq start_proc_time) {
     client.m_bin_logger.write_bin('1', reinterpret_cast<const char*>(p_data), nProc);
     const i64_kq end_proc_time = precise_time::get_current_microseconds();
     log_text cost;
@@ -241,7 +252,7 @@ int CQueryClient::ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen)
     const char* msg_flag = "proc ";
     int nProc = 0;
 
-    const dispatch_row* row = nLen >= 2 ? find_row(msg_id, IsHv27Version()) : nullptr;
+    const dispatch_row* row = nLen >= 2 ? find_row(msg_id, m_bHv27Server) : nullptr;
     if (row != nullptr) {
         if (nLen >= row->size) {
             nProc = static_cast<int>(row->size);
@@ -250,12 +261,7 @@ int CQueryClient::ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen)
         }
     } else if (nLen >= 2) {
         // Nothing marks where the next message begins: all that is at hand goes.
-        // The id as "%u" prints it, the length as "%d".
-        log_text err_msg;
-        err_msg << "receive unknown msg type: "
-                << static_cast<long long>(static_cast<unsigned int>(msg_id)) << ", len is "
-                << static_cast<long long>(static_cast<int>(nLen));
-        m_txt_logger.write_txt("error msg type", err_msg.c_str());
+        log_unknown(m_txt_logger, msg_id, nLen);
         nProc = static_cast<int>(nLen);
     }
 
