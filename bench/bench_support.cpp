@@ -307,8 +307,7 @@ tiny_server::~tiny_server() {
         close(m_listener);
 }
 
-void tiny_server::answer(uint16_t request_id, const std::string& account,
-                         std::vector<char> bytes) {
+void tiny_server::answer(uint16_t request_id, const std::string& account, std::vector<char> bytes) {
     m_answers[{request_id, account}] = std::move(bytes);
 }
 
@@ -385,7 +384,8 @@ void tiny_server::serve(int fd, size_t slot) {
         uint16_t len;
         memcpy(&id, request, sizeof(id));
         memcpy(&len, request + 2, sizeof(len));
-        if (len < header || len > sizeof(request) || !recv_exactly(fd, request + header, len - header))
+        if (len < header || len > sizeof(request) ||
+            !recv_exactly(fd, request + header, len - header))
             return;
         std::string account;
         if (len >= account_at + sizeof(AccountID))
@@ -516,8 +516,7 @@ void bench_client::on_position(void* handle, const char*, ZUL_AccountPosition*, 
     c.m_records.fetch_add(1, std::memory_order_relaxed);
 }
 
-void bench_client::on_bp_detail(void* handle, const char*, ZUL_AccountBPDetail*,
-                                ZUL_QueryErrorId) {
+void bench_client::on_bp_detail(void* handle, const char*, ZUL_AccountBPDetail*, ZUL_QueryErrorId) {
     of(handle).m_answers.raise();
 }
 

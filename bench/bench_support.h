@@ -131,8 +131,8 @@ private:
 };
 
 // The answers of the benchmarks: logon, BP detail, and position streams by account.
-const char* const STREAM_ACCOUNT = "BIG";      // the long stream
-const char* const SHORT_ACCOUNT = "SHORT";     // the stream timed to its first record
+const char* const STREAM_ACCOUNT = "BIG";   // the long stream
+const char* const SHORT_ACCOUNT = "SHORT";  // the stream timed to its first record
 const char* const BENCH_ACCOUNT = "ZQ7";
 const size_t POSITION_SIZE = 152;
 

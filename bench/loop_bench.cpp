@@ -57,10 +57,10 @@ std::vector<char> message_mix(size_t wanted, std::vector<size_t>* sizes) {
 
 size_t size_of_id(int id) {
     static const std::pair<int, size_t> sizes[] = {
-        {1063, 112}, {1064, 24},  {1068, 56},  {1069, 16},  {1071, 88},  {1072, 139},
-        {1073, 152}, {1074, 144}, {1075, 88},  {1076, 192}, {1077, 96},  {1078, 128},
+        {1063, 112}, {1064, 24},  {1068, 56},   {1069, 16},  {1071, 88},  {1072, 139},
+        {1073, 152}, {1074, 144}, {1075, 88},   {1076, 192}, {1077, 96},  {1078, 128},
         {1079, 188}, {1081, 108}, {1082, 1006}, {1083, 448}, {1088, 200}, {1092, 167},
-        {1093, 108}, {1095, 248}, {1098, 144}, {1099, 64}};
+        {1093, 108}, {1095, 248}, {1098, 144},  {1099, 64}};
     for (const auto& s : sizes)
         if (s.first == id)
             return s.second;
@@ -102,7 +102,8 @@ public:
         : m_buffer(buffer), m_sizes(sizes) {
         m_fd = open("floor.log", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
         const std::string line = "20240611-10:00:00.123456 00000 proc query_account_fee_resp \n";
-        const std::string cost = "20240611-10:00:00.123456 00000 process message type:[1078] cost:[1]us \n";
+        const std::string cost =
+            "20240611-10:00:00.123456 00000 process message type:[1078] cost:[1]us \n";
         m_lines = line + cost;
     }
     ~write_floor() {
@@ -156,7 +157,9 @@ void BM_MessageLoop(benchmark::State& state) {
     query_decoder bare_decoder(bare_client, 8192);
     write_floor floor(buffer, sizes);
     bool ok = true;
-    auto ours = [&] { ok = ok && decoder.feed(buffer.data(), buffer.size()) && decoder.held() == 0; };
+    auto ours = [&] {
+        ok = ok && decoder.feed(buffer.data(), buffer.size()) && decoder.held() == 0;
+    };
     auto no_callbacks = [&] { ok = ok && bare_decoder.feed(buffer.data(), buffer.size()); };
     auto walk = [&] { ok = ok && bare_walk(buffer); };
     auto floor_pass = [&] { floor.pass(); };

@@ -119,7 +119,8 @@ void BM_PositionStream(benchmark::State& state) {
             base_allocs += cost.allocations;
         }
     }
-    const double records = static_cast<double>(STREAM_RECORDS) * static_cast<double>(our_rate.size());
+    const double records =
+        static_cast<double>(STREAM_RECORDS) * static_cast<double>(our_rate.size());
     state.counters["ours_records_per_s"] = median(our_rate);
     state.counters["base_records_per_s"] = median(base_rate);
     state.counters["ours_cpu_ns_per_record"] = median(our_cpu);
