@@ -183,35 +183,6 @@ int read_msg_id(const unsigned char* p_data, unsigned int nLen) {
     return id;
 }
 
-// A line of the text log made of fixed texts and decimal numbers, built without
-// stdio: these lines come at every message with the trace on, and at every unknown
-// id with it off.
-class log_text {
-public:
-    log_text() { m_text[0] = '\0'; }
-    log_text& operator<<(const char* text) {
-        const size_t n = strnlen(text, ROOM - m_len);
-        memcpy(m_text + m_len, text, n);
-        m_len += n;
-        m_text[m_len] = '\0';
-        return *this;
-    }
-    log_text& operator<<(long long value) {
-        if (ROOM - m_len >= MAX_DIGITS) {
-            m_len += put_decimal(m_text + m_len, value);
-            m_text[m_len] = '\0';
-        }
-        return *this;
-    }
-    const char* c_str() const { return m_text; }
-
-private:
-    static const size_t MAX_DIGITS = 21;
-    static const size_t ROOM = 127;
-    char m_text[ROOM + 1];
-    size_t m_len = 0;
-};
-
 // Kept out of line, as is the trace: the message loop's own frame stays small.
 __attribute__((noinline)) void log_unknown(query_base_log& log, int msg_id, unsigned int nLen) {
     // The id as "%u" prints it, the length as "%d".

@@ -87,6 +87,27 @@ size_t put_decimal(char* out, long long value, int width) {
     return at;
 }
 
+log_text::log_text() : m_len(0) {
+    m_text[0] = '\0';
+}
+
+log_text& log_text::operator<<(const char* text) {
+    const size_t n = strnlen(text, ROOM - m_len);
+    memcpy(m_text + m_len, text, n);
+    m_len += n;
+    m_text[m_len] = '\0';
+    return *this;
+}
+
+log_text& log_text::operator<<(long long value) {
+    const size_t max_digits = 21;
+    if (ROOM - m_len >= max_digits) {
+        m_len += put_decimal(m_text + m_len, value);
+        m_text[m_len] = '\0';
+    }
+    return *this;
+}
+
 log_stamp::log_stamp() : m_sec(0), m_valid(false), m_len(0) {
     m_text[0] = '\0';
 }

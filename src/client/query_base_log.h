@@ -12,6 +12,22 @@
 // terminator.
 size_t put_decimal(char* out, long long value, int width = 0);
 
+// A line of the text log made of fixed texts and decimal numbers, built without stdio:
+// such lines come at every message with the trace on, and at every unknown id with it
+// off. Holds up to 127 bytes; what does not fit is cut.
+class log_text {
+public:
+    log_text();
+    log_text& operator<<(const char* text);
+    log_text& operator<<(long long value);
+    const char* c_str() const { return m_text; }
+
+private:
+    static const size_t ROOM = 127;
+    char m_text[ROOM + 1];
+    size_t m_len;
+};
+
 // The 31-byte header of a log line, "YYYYMMDD-HH:MM:SS.uuuuuu LLLLL ": local time to
 // the microsecond and a length field, as "%04d%02d%02d-%02d:%02d:%02d.%06d %05d " would
 // print them. The date and the second are formatted only when the second changes; the
