@@ -27,11 +27,12 @@ std::string g_dir;
 int g_written = 0;
 
 void write_input(const std::string& name, feed_mode mode, bool hv27, const Bytes& payload,
-                 bool logger = false) {
+                 bool logger = false, unsigned char link_bits = 0) {
     std::string path = g_dir + "/" + name + "-" + MODE_NAMES[mode] + (logger ? "-log" : "");
     std::ofstream out(path, std::ios::binary);
-    const unsigned char control = static_cast<unsigned char>(
-        mode | (hv27 ? zul_fuzz::CONTROL_HV27 : 0) | (logger ? zul_fuzz::CONTROL_LOGGER : 0));
+    const unsigned char control =
+        static_cast<unsigned char>(mode | (hv27 ? zul_fuzz::CONTROL_HV27 : 0) |
+                                   (logger ? zul_fuzz::CONTROL_LOGGER : 0) | link_bits);
     out.put(static_cast<char>(control));
     out.put(static_cast<char>(MODE_PARAMS[mode]));
     out.write(reinterpret_cast<const char*>(payload.data()),
@@ -111,6 +112,28 @@ void write_logon_and_password() {
     write_input("logon-1068-1069", zul_fuzz::FEED_BYTES, false, payload);
 }
 
+// Over a live link: the driver's logon answer logs on (and starts the reconnect thread
+// with auto reconnect on), a refused one in the stream logs off, a later good one logs
+// on again, with a stream and a refusal around them.
+void write_live_link() {
+    const zulsim::DataSet data = zulsim::DataSet::standard(false);
+    const unsigned char live = zul_fuzz::CONTROL_LINK_UP | zul_fuzz::CONTROL_AUTO_RECONNECT;
+    Bytes payload;
+    for (const Bytes& msg : *data.find(QUERY_USER_ACCOUNT_RESP_MSG_ID, ""))
+        append(payload, msg);
+    query_logon_msg_resp refused;
+    refused.Result = 2;
+    append(payload, bytes_of(refused));
+    append(payload, logon_answer(0));
+    hv27_query_err_resp refusal;
+    refusal.m_sub_msg_id = 73;
+    append(payload, bytes_of(refusal));
+    write_input("live-logon-1071-1068", zul_fuzz::FEED_WHOLE, false, payload, true, live);
+    write_input("live-logon-1071-1068", zul_fuzz::FEED_CHUNKS, false, payload, false, live);
+    write_input("live-no-reconnect", zul_fuzz::FEED_SPLIT, false, logon_answer(0), false,
+                zul_fuzz::CONTROL_LINK_UP);
+}
+
 // A logon answer of the other generation in the middle of a buffer decides the size of
 // the next 1075 and 1082 at once.
 void write_generation_switch() {
@@ -146,6 +169,7 @@ int main(int argc, char** argv) {
     write_unknown_ids();
     write_logon_and_password();
     write_generation_switch();
+    write_live_link();
     write_cut_stream();
     std::cout << g_written << " inputs written to " << g_dir << "\n";
     return 0;

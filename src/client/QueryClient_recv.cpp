@@ -1,14 +1,16 @@
 // Inbound dispatch: the byte stream of the query port has no framing of its own;
 // the first two bytes of a message are its id, and the id (with the server
-// generation for 1075 and 1082) gives its size. Messages are handled in place in
-// the transport's hold buffer, on its receive thread.
+// generation for 1075 and 1082) gives its size. Messages are handled in place, in
+// the bytes that the receive thread offers, and found by a direct index on the id.
 
 #include <time.h>
 
 #include <cstdint>
+#include <cstring>
 
 #include "client/QueryClient.h"
 #include "client/precise_time.h"
+#include "client/query_decoder.h"
 #include "protocol/msg_define.h"
 #include "protocol/msg_define_hv27.h"
 #include "tools/cross_platform_api.h"
@@ -23,11 +25,15 @@ enum row_generation { ANY_GENERATION, HV27_ONLY, OTHER_ONLY };
 typedef void (*translator_thunk)(CQueryClient* client, const unsigned char* p_data);
 
 struct dispatch_row {
+    unsigned int size;
+    translator_thunk handler;  // null: no row, the id is unknown
+    const char* trace;
+};
+
+struct table_entry {
     int msg_id;
     row_generation generation;
-    unsigned int size;
-    translator_thunk handler;
-    const char* trace;
+    dispatch_row row;
 };
 
 // Hands the message to its translator as its packed record, in place: records are
@@ -37,11 +43,15 @@ void call_translator(CQueryClient* client, const unsigned char* p_data) {
     (client->*Proc)(reinterpret_cast<Record*>(const_cast<unsigned char*>(p_data)));
 }
 
-#define ZUL_DISPATCH(id, generation, Record, Proc, trace) \
-    { id, generation, sizeof(Record), &call_translator<Record, &CQueryClient::Proc>, trace }
+#define ZUL_DISPATCH(id, generation, Record, Proc, trace)                        \
+    {                                                                            \
+        id, generation, {                                                        \
+            sizeof(Record), &call_translator<Record, &CQueryClient::Proc>, trace \
+        }                                                                        \
+    }
 
 // Every id the client handles. An id without a row is unknown.
-const dispatch_row DISPATCH_TABLE[] = {
+constexpr table_entry DISPATCH_ENTRIES[] = {
     // Logon, password, accounts and balances.
     ZUL_DISPATCH(QUERY_LOGON_MSG_RESP_MSG_ID, ANY_GENERATION, query_logon_msg_resp,
                  ProcQueryPortLogonRespMsg, "proc query_logon_msg_resp"),
@@ -107,14 +117,60 @@ const dispatch_row DISPATCH_TABLE[] = {
 
 #undef ZUL_DISPATCH
 
-const dispatch_row* find_row(int msg_id, bool hv27) {
-    for (const dispatch_row& row : DISPATCH_TABLE) {
-        if (row.msg_id != msg_id)
-            continue;
-        if (row.generation == ANY_GENERATION || (row.generation == HV27_ONLY) == hv27)
-            return &row;
+// Every id with a row lies in this range: the id less FIRST_ID indexes the table.
+constexpr int FIRST_ID = REWIND_ORDER_EXECUTION_RESPONSE_MSG_ID_EX;
+constexpr int LAST_ID = ACCOUNT_CASH_INOUT_NOTIFY;
+constexpr unsigned int ID_COUNT = LAST_ID - FIRST_ID + 1;
+
+// The rows by id and generation (0 the other one, 1 hv27); empty where the id is
+// unknown to that generation.
+struct dispatch_table {
+    dispatch_row rows[ID_COUNT][2];
+};
+
+constexpr bool applies(row_generation generation, bool hv27) {
+    return generation == ANY_GENERATION || (generation == HV27_ONLY) == hv27;
+}
+
+constexpr dispatch_table build_table() {
+    dispatch_table table{};
+    for (const table_entry& entry : DISPATCH_ENTRIES) {
+        for (int hv27 = 0; hv27 < 2; ++hv27) {
+            if (applies(entry.generation, hv27 != 0))
+                table.rows[entry.msg_id - FIRST_ID][hv27] = entry.row;
+        }
     }
-    return nullptr;
+    return table;
+}
+
+// No two entries may claim one id in one generation, and every id lies in range.
+constexpr bool entries_are_sound() {
+    for (const table_entry& a : DISPATCH_ENTRIES) {
+        if (a.msg_id < FIRST_ID || a.msg_id > LAST_ID)
+            return false;
+        int claims[2] = {0, 0};
+        for (const table_entry& b : DISPATCH_ENTRIES) {
+            for (int hv27 = 0; hv27 < 2; ++hv27) {
+                if (b.msg_id == a.msg_id && applies(b.generation, hv27 != 0))
+                    ++claims[hv27];
+            }
+        }
+        if (claims[0] > 1 || claims[1] > 1)
+            return false;
+    }
+    return true;
+}
+static_assert(entries_are_sound(), "one row per id and generation, ids in range");
+
+constexpr dispatch_table DISPATCH_TABLE = build_table();
+
+const dispatch_row* find_row(int msg_id, bool hv27) {
+    // Ids below the range, negative ones included, wrap to large indexes.
+    const unsigned int index = static_cast<unsigned int>(msg_id - FIRST_ID);
+    if (index >= ID_COUNT)
+        return nullptr;
+    const dispatch_row& row = DISPATCH_TABLE.rows[index][hv27 ? 1 : 0];
+    return row.handler != nullptr ? &row : nullptr;
 }
 
 // The id is read as a signed 16-bit value in host order, so ids of 0x8000 and
@@ -127,56 +183,61 @@ int read_msg_id(const unsigned char* p_data, unsigned int nLen) {
     return id;
 }
 
+// Kept out of line, as is the trace: the message loop's own frame stays small.
+__attribute__((noinline)) void log_unknown(query_base_log& log, int msg_id, unsigned int nLen) {
+    // The id as "%u" prints it, the length as "%d".
+    log_text err_msg;
+    err_msg << "receive unknown msg type: "
+            << static_cast<long long>(static_cast<unsigned int>(msg_id)) << ", len is "
+            << static_cast<long long>(static_cast<int>(nLen));
+    log.write_txt("error msg type", err_msg.c_str());
+}
+
+// The trace of one call: the bytes taken to the binary log, then the trace text and
+// the cost line. The two text lines go out in one write, stamped with the one clock
+// read that also ends the cost: nothing runs between them, and each line still
+// reaches the file before the call returns.
+__attribute__((noinline)) void trace_message(CQueryClient& client, const unsigned char* p_data,
+                                             int nProc, int msg_id, const char* msg_flag,
+                                             i64_kq start_proc_time) {
+    client.m_bin_logger.write_bin('1', reinterpret_cast<const char*>(p_data), nProc);
+    const i64_kq end_proc_time = precise_time::get_current_microseconds();
+    log_text cost;
+    cost << "process message type:[" << static_cast<long long>(msg_id) << "] cost:["
+         << static_cast<long long>(end_proc_time - start_proc_time) << "]us";
+    client.m_txt_logger.write_txt_pair(end_proc_time, msg_flag, cost.c_str());
+}
+
 }  // namespace
 
 void CQueryClient::dispatch_received(socket_param& out) {
     const unsigned char* pAddr = reinterpret_cast<const unsigned char*>(out.get_buff_addr());
-    const unsigned int nLen = out.get_buff_size();
-    unsigned int nProcCount = 0;
-    while (nProcCount != nLen) {
-        const int nProc = ProcReceiveMsg(pAddr + nProcCount, nLen - nProcCount);
-        if (nProc <= 0)
-            break;
-        nProcCount += static_cast<unsigned int>(nProc);
-    }
-    out.set_proc_len(nProcCount);
+    out.set_proc_len(run_message_loop(*this, pAddr, out.get_buff_size()));
 }
 
 int CQueryClient::ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen) {
-    char msg_flag[1024];
-    msg_flag[0] = '\0';
-    int nProc = 0;
     const int msg_id = read_msg_id(p_data, nLen);
     const bool trace = m_bLoggerSwitch;
-    if (trace)
-        snprintf_kq(msg_flag, sizeof(msg_flag), "proc ");
-    const i64_kq start_proc_time = precise_time::get_current_microseconds();
+    // The clock is read for the trace's cost line only.
+    const i64_kq start_proc_time = trace ? precise_time::get_current_microseconds() : 0;
+    const char* msg_flag = "proc ";
+    int nProc = 0;
 
-    const dispatch_row* row = nLen >= 2 ? find_row(msg_id, IsHv27Version()) : nullptr;
+    const dispatch_row* row = nLen >= 2 ? find_row(msg_id, m_bHv27Server) : nullptr;
     if (row != nullptr) {
         if (nLen >= row->size) {
             nProc = static_cast<int>(row->size);
             row->handler(this, p_data);
-            if (trace)
-                snprintf_kq(msg_flag, sizeof(msg_flag), "%s", row->trace);
+            msg_flag = row->trace;
         }
     } else if (nLen >= 2) {
         // Nothing marks where the next message begins: all that is at hand goes.
-        char err_msg[1024];
-        snprintf_kq(err_msg, sizeof(err_msg), "receive unknown msg type: %u, len is %d",
-                    static_cast<unsigned int>(msg_id), static_cast<int>(nLen));
-        m_txt_logger.write_txt("error msg type", err_msg);
+        log_unknown(m_txt_logger, msg_id, nLen);
         nProc = static_cast<int>(nLen);
     }
 
-    if (trace) {
-        m_bin_logger.write_bin('1', reinterpret_cast<const char*>(p_data), nProc);
-        m_txt_logger.write_txt(msg_flag, "");
-        const i64_kq end_proc_time = precise_time::get_current_microseconds();
-        snprintf_kq(msg_flag, sizeof(msg_flag), "process message type:[%d] cost:[%lld]us", msg_id,
-                    static_cast<long long>(end_proc_time - start_proc_time));
-        m_txt_logger.write_txt(msg_flag, "");
-    }
+    if (trace)
+        trace_message(*this, p_data, nProc, msg_id, msg_flag, start_proc_time);
     return nProc;
 }
 

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 // Found through src/ on the include path: the driver lives beside the fuzz target.
@@ -198,4 +200,34 @@ TEST(ReplayCorpus, GenerationOfTheLogonAnswerDecidesTheSizeOf1082) {
     // hv27: two whole 84-byte answers. Other generation: 168 bytes of a 1006-byte one.
     EXPECT_EQ(0u, run(with_header(FEED_WHOLE, 0, true, false, two)).left_over);
     EXPECT_EQ(168u, run(with_header(FEED_WHOLE, 0, false, false, two)).left_over);
+}
+
+// With the link up, the logon answer in front of the bytes logs the client on, and with
+// auto reconnect on that starts the reconnect thread; the local close at the end of the
+// input logs it off again, and the thread, which repairs only links that the server
+// ended, keeps watching.
+TEST(ReplayCorpus, ALinkUpInputLogsOnAndStartsTheReconnectThread) {
+    CQueryClient& client = shared_driver().client();
+    const Bytes none;
+    EXPECT_FALSE(run(with_header(FEED_WHOLE, 0, false, false, none)).logged_on);
+    Bytes link_up = with_header(FEED_WHOLE, 0, false, false, none);
+    link_up[0] |= CONTROL_LINK_UP;
+    EXPECT_TRUE(run(link_up).logged_on);
+    EXPECT_FALSE(client.IsLogon()) << "the input ends with a local close";
+    EXPECT_EQ(E_STATUS_DISCONN_BY_LOCAL, client.m_e_connect_status.load());
+    link_up[0] |= CONTROL_AUTO_RECONNECT;
+    const loop_outcome out = run(link_up);
+    EXPECT_TRUE(out.logged_on);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (client.m_connect_thread_is_running.load() == 0 &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(1, client.m_connect_thread_is_running.load());
+    // Inputs after it run as before, whatever the thread does meanwhile.
+    Bytes logon_refused = with_header(FEED_WHOLE, 0, false, false, Bytes(56, 0));
+    logon_refused[2] = 1068 & 0xff;
+    logon_refused[3] = 1068 >> 8;
+    logon_refused[2 + 8] = 1;  // the result byte: refused
+    logon_refused[0] |= CONTROL_LINK_UP | CONTROL_AUTO_RECONNECT;
+    EXPECT_FALSE(run(logon_refused).logged_on);
 }
