@@ -70,6 +70,11 @@ bool is_listed_ipv4(const ifaddrs* entry) {
 
 }  // namespace
 
+bool is_dotted_ipv4(const std::string& ip) {
+    in_addr addr;
+    return inet_pton(AF_INET, ip.c_str(), &addr) == 1;
+}
+
 sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port) {
     sockaddr_in addr;
     memset(&addr, 0, sizeof(addr));
