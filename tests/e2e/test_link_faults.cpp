@@ -66,7 +66,7 @@ background<F> run_in_background(F call) {
 // be handled after "remote disconnected". Every client, several at once, reconnects
 // after every such end, never sooner than the 2 s wait.
 TEST(LinkFaults, EveryLogonAnsweredAndClosedInOneWriteIsFollowedByAReconnection) {
-    const int CLIENTS = 5, ROUNDS = 20;  // 100 answered-and-closed logons in all
+    const int CLIENTS = 10, ROUNDS = 10;  // 100 answered-and-closed logons in all
     scratch_dir dir;
     zulsim::Options o;
     o.close_after_logon = true;
