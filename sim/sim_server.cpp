@@ -46,7 +46,8 @@ int open_listener(uint16_t port, uint16_t* bound, std::string* error, int backlo
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t len = sizeof(addr);
     if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 ||
-        ::listen(fd, backlog) != 0 || ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
+        ::listen(fd, backlog) != 0 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
         *error = "listen on 127.0.0.1:" + std::to_string(port) + ": " + strerror(errno);
         ::close(fd);
         return -1;
@@ -73,9 +74,9 @@ std::vector<int> fill_accept_queue(uint16_t port) {
         pollfd p{fd, POLLOUT, 0};
         int err = 0;
         socklen_t len = sizeof(err);
-        bool done = rc == 0 || (errno == EINPROGRESS && ::poll(&p, 1, kFillerConnectMs) == 1 &&
-                                ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len) == 0 &&
-                                err == 0);
+        bool done =
+            rc == 0 || (errno == EINPROGRESS && ::poll(&p, 1, kFillerConnectMs) == 1 &&
+                        ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len) == 0 && err == 0);
         if (!done) {
             ::close(fd);
             break;

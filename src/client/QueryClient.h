@@ -48,7 +48,9 @@ enum send_by_which_socket : int {
 // on every way out of it.
 class thread_running_flag {
 public:
-    explicit thread_running_flag(std::atomic<unsigned char>& flag) : m_p_flag(&flag) { *m_p_flag = 1; }
+    explicit thread_running_flag(std::atomic<unsigned char>& flag) : m_p_flag(&flag) {
+        *m_p_flag = 1;
+    }
     ~thread_running_flag() { *m_p_flag = 0; }
     thread_running_flag(const thread_running_flag&) = delete;
     thread_running_flag& operator=(const thread_running_flag&) = delete;
@@ -251,7 +253,8 @@ private:
     bool close_transport(socket_cache_client* only_if);
     // One attempt of a reconnection campaign; refused once the quit flag is set.
     bool reconnect_once();
-    void on_connection_event(int err_no, const char* text, const char* log_line, E_CONNECT_STATUS status);
+    void on_connection_event(int err_no, const char* text, const char* log_line,
+                             E_CONNECT_STATUS status);
     void on_connect_event();
     void dispatch_received(socket_param& out);
     // Starts the reconnect thread if auto reconnect is on and none runs.

@@ -49,8 +49,8 @@ void CQueryClient::close_wait_notice(void* self) {
 }
 
 void CQueryClient::wait_for_other_callbacks() {
-    const int own = static_cast<int>(
-        std::count(t_callback_clients.begin(), t_callback_clients.end(), this));
+    const int own =
+        static_cast<int>(std::count(t_callback_clients.begin(), t_callback_clients.end(), this));
     auto next_notice = std::chrono::steady_clock::now() + CALLBACK_WAIT_NOTICE;
     while (m_callbacks_running.load() > own) {
         sleep_kq(1);
@@ -132,7 +132,8 @@ bool CQueryClient::conn_server_locked(ZUL_QuerySvrInfo param, bool by_reconnect_
     const unsigned seen = m_close_requests.load();
     close_transport(nullptr);
     // The address field need not hold a terminator: never read past its 16 bytes.
-    std::string ip(param.m_RemoteQueryIp, strnlen(param.m_RemoteQueryIp, sizeof(param.m_RemoteQueryIp)));
+    std::string ip(param.m_RemoteQueryIp,
+                   strnlen(param.m_RemoteQueryIp, sizeof(param.m_RemoteQueryIp)));
     char buffer[1024];
     // Departure: an address that is not dotted IPv4 text ("garbage", "999.0.0.1") is
     // refused like an empty one, rather than taken as 0.0.0.0, which would connect to
@@ -415,7 +416,8 @@ bool CQueryClient::_th_try_reconn() {
         }
         ++try_times;
         char buffer[1024];
-        snprintf_kq(buffer, sizeof(buffer), "query _th_try_reconn ConnServer try times:%d.", try_times);
+        snprintf_kq(buffer, sizeof(buffer), "query _th_try_reconn ConnServer try times:%d.",
+                    try_times);
         m_txt_logger.write_txt("debug", buffer);
         if (!reconnect_once())
             continue;

@@ -33,7 +33,8 @@ int CQueryClient::SendMsgToZul(const char* /*p_data_flag*/, const char* p_data, 
         const unsigned char kind = static_cast<unsigned char>(p_data[0]);
         if (kind == ORDER_MSG_FIRST_BYTE && !m_clt_fc.CheckAndUpdate(true, nLen / ORDER_UNIT_BYTES))
             return -2;
-        if (kind == CANCEL_MSG_FIRST_BYTE && !m_clt_fc.CheckAndUpdate(false, nLen / CANCEL_UNIT_BYTES))
+        if (kind == CANCEL_MSG_FIRST_BYTE &&
+            !m_clt_fc.CheckAndUpdate(false, nLen / CANCEL_UNIT_BYTES))
             return -2;
     }
     std::lock_guard<std::mutex> wire(m_wire_mutex);

@@ -133,7 +133,8 @@ TEST(LinkFaults, ConnectToAServerThatNeverAnswersFailsWithinItsBound) {
     ASSERT_TRUE(sim.wait_for_hold(10s));
     void* h = KQZUL_CreateQuery(nullptr);
     const auto begin = clock_type::now();
-    auto connect = run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });
+    auto connect =
+        run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });
     // The bound is 5 s; a connect without one waits for the kernel's retries (minutes).
     ASSERT_TRUE(connect.done(30s)) << "the connect has no bound";
     EXPECT_EQ(ZUL_RESULT_CONN_FAILED, connect.get());
@@ -151,7 +152,8 @@ TEST(LinkFaults, CloseFromAnotherThreadInterruptsAConnectInProgress) {
     ASSERT_TRUE(sim.start());
     ASSERT_TRUE(sim.wait_for_hold(10s));
     void* h = KQZUL_CreateQuery(nullptr);
-    auto connect = run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });
+    auto connect =
+        run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });
     ASSERT_TRUE(wait_until([&] { return connects_in_progress(sim.port()) == 1; }));
     const auto begin = clock_type::now();
     EXPECT_EQ(ZUL_RESULT_OK, KQZUL_DisConnQueryServer(h));
@@ -273,8 +275,7 @@ TEST(LinkFaults, ASendThatCannotFinishClosesTheLinkAndReconnectRepairsIt) {
     };
     s.sim().configure([](zulsim::Options& o) { o.stop_reading = true; });
     std::atomic<int> last{0};
-    auto sender =
-        run_in_background([&] { return send_until_refused(s.handle(), &last, 60s); });
+    auto sender = run_in_background([&] { return send_until_refused(s.handle(), &last, 60s); });
     // Each send waits at most 5 s for room.
     const bool returned = sender.done(90s);
     if (!returned)
@@ -317,8 +318,9 @@ TEST(LinkFaults, CloseDoesNotWaitForARequestBlockedOnAFullSocket) {
     ASSERT_TRUE(wait_until(
         [&] {
             const long long began = call_began;
-            return began != 0 && clock_type::now().time_since_epoch().count() - began >
-                                     std::chrono::duration_cast<clock_type::duration>(300ms).count();
+            return began != 0 &&
+                   clock_type::now().time_since_epoch().count() - began >
+                       std::chrono::duration_cast<clock_type::duration>(300ms).count();
         },
         60s));
     const auto begin = clock_type::now();

@@ -164,8 +164,7 @@ private:
 
 // --- the driver
 
-class TeardownInCallback
-    : public ::testing::TestWithParam<std::tuple<face, bool, kind>> {};
+class TeardownInCallback : public ::testing::TestWithParam<std::tuple<face, bool, kind>> {};
 
 TEST_P(TeardownInCallback, NothingFollowsTheCallThatTearsDown) {
     const face f = std::get<0>(GetParam());
@@ -277,8 +276,7 @@ INSTANTIATE_TEST_SUITE_P(
                                          kind::push, kind::remote_end, kind::local_end)),
     [](const ::testing::TestParamInfo<std::tuple<face, bool, kind>>& info) {
         return std::string(std::get<0>(info.param) == face::plain ? "Plain" : "Object") +
-               (std::get<1>(info.param) ? "Destroy" : "Close") +
-               kind_name(std::get<2>(info.param));
+               (std::get<1>(info.param) ? "Destroy" : "Close") + kind_name(std::get<2>(info.param));
     });
 
 // A close handed to the helper thread from a callback, against a destroy on another

@@ -57,7 +57,8 @@ public:
 
 protected:
     bool store_chunk(data_buffer_ptr chunk, const char* data, size_t len) override {
-        return ++m_stores != fail_store_at.load() && socket_cache_client::store_chunk(chunk, data, len);
+        return ++m_stores != fail_store_at.load() &&
+               socket_cache_client::store_chunk(chunk, data, len);
     }
     bool hold_bytes(const char* data, size_t len) override {
         return ++m_holds != fail_hold_at.load() && socket_cache_client::hold_bytes(data, len);
