@@ -70,6 +70,8 @@ CQueryClient::~CQueryClient() {
     // threads that close on a callback's behalf.
     stop_check_and_reconn_thread();
     ++m_close_requests;
+    // Records still queued are not delivered; the close below is still reported.
+    m_delivery_gate.fetch_or(RECORDS_CUT);
     interrupt_transport();
     wait_for_helper_threads();
     // An open connection reports "local disconnected" on this thread, before the

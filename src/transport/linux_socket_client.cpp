@@ -142,11 +142,9 @@ void socket_client::interrupt() {
 }
 
 void socket_client::fail_link() {
-    {
-        // A send in progress finishes first; none starts after.
-        std::lock_guard<std::mutex> guard(m_socket_mutex);
-        m_link_failed.store(true);
-    }
+    // sock_send looks at the flag under the socket lock: a send in progress finishes,
+    // none starts after. The latch wakes a send that waits for room.
+    m_link_failed.store(true);
     signal_end();
 }
 

@@ -36,9 +36,9 @@ public:
     virtual bool is_connected() { return m_connected.load(); }
 
     // Longest wait for the server's answer to a connect.
-    static const int CONNECT_TIMEOUT_MS = 5000;
+    static constexpr int CONNECT_TIMEOUT_MS = 5000;
     // A waiting close calls the wait notice this often.
-    static const int WAIT_NOTICE_INTERVAL_MS = 5000;
+    static constexpr int WAIT_NOTICE_INTERVAL_MS = 5000;
     typedef void (*wait_notice_fun)(void* param);
 
     void set_epoll_max_wait_time(int max_wait_time) { m_max_wait_time.store(max_wait_time); }

@@ -58,7 +58,7 @@ public:
 
     // Called on the waiting thread every WAIT_NOTICE_INTERVAL_MS while pause or stop
     // waits for a pass that takes its time (a caller's callback, say).
-    static const int WAIT_NOTICE_INTERVAL_MS = 5000;
+    static constexpr int WAIT_NOTICE_INTERVAL_MS = 5000;
     typedef void (*wait_notice_fun)(void* param);
     void set_wait_notice(wait_notice_fun fun, void* param);
 
