@@ -236,8 +236,9 @@ bool socket_cache_client::event_client_receive() {
     return false;
 }
 
-// A stop or pause asked for ends the pass now; what is queued stays for a resume,
-// or is dropped by the close.
+// Departure: a stop or pause asked for ends the pass now, instead of after the queue
+// has run empty; what is queued stays for a resume, or is dropped by the close. A
+// close must not wait for a backlog delivered at the speed of the user's callback.
 bool socket_cache_client::receive_may_go_on() {
     return m_thread_receive->get_thread_status() == THREAD_RUN;
 }
