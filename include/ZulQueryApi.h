@@ -12,9 +12,12 @@
 // Events run on library threads: OnQueryConnection / OnQueryDisConnection on the
 // transport's event thread (a local close on the thread that closes), every other
 // event on its receive thread, one at a time and in stream order. An event may
-// send queries; closing or destroying the client from an event is handed to a
-// helper thread. The event object must outlive DestroyZULQueryApi, which reports
-// the close of an open connection to it.
+// send queries, and may close or destroy the client (the close is handed to a
+// helper thread): after DisConnQueryServer no answer event of that connection
+// follows, after DestroyZULQueryApi no event at all, so the event object may be
+// freed as soon as DestroyZULQueryApi has returned. Called from another thread,
+// DestroyZULQueryApi reports the close of an open connection to the event object
+// before it returns.
 
 #include <ctime>
 

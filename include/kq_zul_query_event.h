@@ -8,8 +8,10 @@
 // Callbacks receive the handle first. They run on library threads: the
 // connection callback on the transport's event thread, every other callback on
 // its receive thread, one at a time and in stream order. A callback may send
-// requests; it must not connect, disconnect or destroy its own client. Record
-// pointers are valid only during the call. In a stream of records the last call
+// requests, and may disconnect or destroy its own client: after a disconnect no
+// answer record of that connection follows, after a destroy no callback at all.
+// It must not connect its own client (refused with 1). Record pointers are valid
+// only during the call. In a stream of records the last call
 // has bFinish true and a zeroed record; a refused query is one call with a
 // zeroed record, bFinish false and the server's errorId.
 
@@ -73,7 +75,8 @@ extern "C" {
 // named mavlog_<day>.log and mavlog_<day>.bin after the day of the process's
 // first client. user_param comes back from KQZUL_GetQueryUserParam.
 ZUL_API void* KQZUL_CreateQuery(void* user_param);
-// Closes any connection and frees the client. The handle is dead afterwards.
+// Closes any connection and frees the client. The handle is dead afterwards, and
+// no callback comes after the call has returned, also when it is made inside one.
 ZUL_API RESULT KQZUL_DestroyQuery(void* handle);
 // The user_param given at creation; null for a null handle.
 ZUL_API void* KQZUL_GetQueryUserParam(void* handle);
@@ -93,8 +96,10 @@ ZUL_API RESULT KQZUL_SetQueryAutoReconnect(void* handle, bool autoConnect);
 // Longest wait of the transport's event loop in milliseconds (500 by default);
 // a negative value is ignored.
 ZUL_API RESULT KQZUL_SetQueryMaxWaitTime(void* handle, int query_wait_time);
-// ZUL_RESULT_CONN_FAILED (1) for an empty address, port 0 or a failed connect.
+// ZUL_RESULT_CONN_FAILED (1) for an address that is not dotted IPv4 text, port 0
+// or a failed connect; a connect gives up after at most 5 s.
 ZUL_API RESULT KQZUL_ConnQueryServer(void* handle, const ZUL_QuerySvrInfo& param);
+// No answer record of the connection arrives after the call has returned.
 ZUL_API RESULT KQZUL_DisConnQueryServer(void* handle);
 
 // ---- Event registration: a null callback empties its slot ----

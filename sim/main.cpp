@@ -30,6 +30,10 @@ const char kUsage[] =
     "  --drop-after-messages N  drop the client after N more messages written (once)\n"
     "  --drop-on-request ID     drop a client that sends request ID (once)\n"
     "  --close-on-accept        accept connections and close them at once\n"
+    "  --hold-connects          listen but never accept: connects hang until they give up\n"
+    "  --stop-reading           read nothing from clients: what they send piles up\n"
+    "  --close-after-logon      answer every logon and close in the same write\n"
+    "  --flood-rate N           after logon, send BP reports at about N bytes per second\n"
     "  --records N              answer every stream with N generated records\n"
     "  --data FILE              serve the accounts and records of FILE (see README.md)\n"
     "  --version                print the version and exit\n"
@@ -98,6 +102,14 @@ bool parse(int argc, char** argv, zulsim::Options* o, std::string* data_file, bo
             o->exec_with_symbol = true;
         } else if (opt == "--close-on-accept") {
             o->accept_mode = zulsim::AcceptMode::close_at_once;
+        } else if (opt == "--hold-connects") {
+            o->accept_mode = zulsim::AcceptMode::hold;
+        } else if (opt == "--stop-reading") {
+            o->stop_reading = true;
+        } else if (opt == "--close-after-logon") {
+            o->close_after_logon = true;
+        } else if (opt == "--flood-rate") {
+            ok = numeric(~0ull) && n > 0 && (o->flood_rate = static_cast<size_t>(n), true);
         } else if (opt == "--port") {
             ok = numeric(0xFFFF) && (o->port = static_cast<uint16_t>(n), true);
         } else if (opt == "--user-id") {

@@ -1,6 +1,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,7 +26,14 @@ constexpr unsigned kBulkSeed = 4096;
 // The size of the writes of a bulk stream in the whole-message mode.
 constexpr size_t kBulkWrite = 64 * 1024;
 
-int open_listener(uint16_t port, uint16_t* bound, std::string* error) {
+// Connects attempted, at most, to fill the accept queue of a holding listener.
+constexpr int kMaxQueueFillers = 8;
+// How long a filler's connect may take before the queue counts as full.
+constexpr int kFillerConnectMs = 100;
+// Flood writes go out in ticks of this length.
+constexpr std::chrono::milliseconds kFloodTick{10};
+
+int open_listener(uint16_t port, uint16_t* bound, std::string* error, int backlog = 64) {
     int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         *error = std::string("socket: ") + strerror(errno);
@@ -40,13 +48,44 @@ int open_listener(uint16_t port, uint16_t* bound, std::string* error) {
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t len = sizeof(addr);
     if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 ||
-        ::listen(fd, 64) != 0 || ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
+        ::listen(fd, backlog) != 0 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
         *error = "listen on 127.0.0.1:" + std::to_string(port) + ": " + strerror(errno);
         ::close(fd);
         return -1;
     }
     *bound = ntohs(addr.sin_port);
     return fd;
+}
+
+// Connects to a listener of ours until a connect no longer completes: the accept queue
+// is then full, and the kernel drops every further connect attempt unanswered. Returns
+// the connections that sit in the queue; the caller closes them.
+std::vector<int> fill_accept_queue(uint16_t port) {
+    std::vector<int> fillers;
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(port);
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    for (int i = 0; i < kMaxQueueFillers; ++i) {
+        int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        if (fd < 0) {
+            break;
+        }
+        int rc = ::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
+        pollfd p{fd, POLLOUT, 0};
+        int err = 0;
+        socklen_t len = sizeof(err);
+        bool done =
+            rc == 0 || (errno == EINPROGRESS && ::poll(&p, 1, kFillerConnectMs) == 1 &&
+                        ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len) == 0 && err == 0);
+        if (!done) {
+            ::close(fd);
+            break;
+        }
+        fillers.push_back(fd);
+    }
+    return fillers;
 }
 
 ReceivedRequest decode(int connection, uint16_t id, const RecordInfo* info, Bytes raw) {
@@ -188,9 +227,13 @@ struct Simulator::Impl : public WriteBudget {
     uint16_t m_port = 0;
     bool m_running = false;
     bool m_stopping = false;
+    bool m_holding = false;  // AcceptMode::hold is in place
+    // Clients that have logged on: the flood goes to these.
+    std::vector<std::weak_ptr<Connection>> m_logged_on;
 
     std::thread m_acceptor;  // runs accept_loop
     std::thread m_pusher;    // runs push_loop
+    std::thread m_flooder;   // runs flood_loop
 
     explicit Impl(Options o) : m_opts(std::move(o)) {}
 
@@ -236,7 +279,12 @@ struct Simulator::Impl : public WriteBudget {
 
     // --- Threads
     void accept_loop();
+    void hold_connects(std::unique_lock<std::mutex>& hold);
     void push_loop();
+    void flood_loop();
+    void flood_tick(size_t rate);
+    bool wait_while_not_reading(Connection& c);
+    void note_logon(Connection& c);
     void serve(const std::shared_ptr<Connection>& c);
     bool take_request(Connection& c, Bytes& in);
     void handle(Connection& c, const RecordInfo& info, Bytes raw);
@@ -261,6 +309,10 @@ void Simulator::Impl::accept_loop() {
                 return;
             }
             reap_locked();
+            if (m_opts.accept_mode == AcceptMode::hold) {
+                hold_connects(hold);
+                continue;
+            }
             if (m_opts.accept_mode == AcceptMode::refuse) {
                 if (m_listen_fd >= 0) {
                     ::close(m_listen_fd);
@@ -317,6 +369,31 @@ void Simulator::Impl::accept_loop() {
     }
 }
 
+// Replaces the listener by one that takes a single connection into its queue, fills
+// that queue with a connection of our own and accepts nothing until the mode changes.
+// Runs on the accept thread with the lock held (released while it waits).
+void Simulator::Impl::hold_connects(std::unique_lock<std::mutex>& hold) {
+    if (m_listen_fd >= 0) {
+        ::close(m_listen_fd);
+        m_listen_fd = -1;
+    }
+    std::string ignored;
+    int lfd = open_listener(m_port, &m_port, &ignored, 0);
+    if (lfd < 0) {
+        m_changed.wait_for(hold, std::chrono::milliseconds(100));
+        return;
+    }
+    std::vector<int> fillers = fill_accept_queue(m_port);
+    m_holding = true;
+    m_changed.notify_all();
+    m_changed.wait(hold, [&] { return m_stopping || m_opts.accept_mode != AcceptMode::hold; });
+    m_holding = false;
+    for (int fd : fillers) {
+        ::close(fd);
+    }
+    ::close(lfd);
+}
+
 void Simulator::Impl::reap_locked() {
     for (auto it = m_conns.begin(); it != m_conns.end();) {
         if ((*it)->m_done) {
@@ -353,10 +430,83 @@ void Simulator::Impl::push_loop() {
     }
 }
 
+void Simulator::Impl::flood_loop() {
+    std::unique_lock<std::mutex> hold(m_lock);
+    auto next = std::chrono::steady_clock::now();
+    while (!m_stopping) {
+        const size_t rate = m_opts.flood_rate;
+        if (rate == 0 || m_logged_on.empty()) {
+            m_changed.wait_for(hold, std::chrono::milliseconds(50));
+            next = std::chrono::steady_clock::now();
+            continue;
+        }
+        hold.unlock();
+        flood_tick(rate);
+        next += kFloodTick;
+        std::this_thread::sleep_until(next);
+        hold.lock();
+    }
+}
+
+// One tick's share of the rate to every client that has logged on, as whole reports.
+void Simulator::Impl::flood_tick(size_t rate) {
+    std::vector<std::shared_ptr<Connection>> targets;
+    std::shared_ptr<const DataSet> data;
+    {
+        std::lock_guard<std::mutex> hold(m_lock);
+        data = m_data;
+        for (auto it = m_logged_on.begin(); it != m_logged_on.end();) {
+            std::shared_ptr<Connection> c = it->lock();
+            if (!c || c->is_closed()) {
+                it = m_logged_on.erase(it);
+                continue;
+            }
+            targets.push_back(c);
+            ++it;
+        }
+    }
+    std::vector<std::string> accounts = data->accounts();
+    const std::vector<Bytes>* msgs =
+        data->find(REPORT_ACCOUNT_BP_MSG_ID, accounts.empty() ? "" : accounts.front());
+    if (msgs == nullptr || msgs->empty()) {
+        return;
+    }
+    const Bytes& report = msgs->front();
+    const size_t per_tick = rate * static_cast<size_t>(kFloodTick.count()) / 1000;
+    const size_t count = std::max<size_t>(1, per_tick / report.size());
+    for (const auto& c : targets) {
+        write(*c, count, [&](size_t) { return report; });
+    }
+}
+
+void Simulator::Impl::note_logon(Connection& c) {
+    std::lock_guard<std::mutex> hold(m_lock);
+    for (const auto& known : m_conns) {
+        if (known.get() == &c) {
+            m_logged_on.push_back(known);
+        }
+    }
+    m_changed.notify_all();
+}
+
+// While reading is stopped the client's thread waits here; false once the
+// connection has ended.
+bool Simulator::Impl::wait_while_not_reading(Connection& c) {
+    std::unique_lock<std::mutex> hold(m_lock);
+    // In slices: a drop by a writer shuts the connection without the lock.
+    while (m_opts.stop_reading && !m_stopping && !c.is_closed()) {
+        m_changed.wait_for(hold, std::chrono::milliseconds(100));
+    }
+    return !c.is_closed();
+}
+
 void Simulator::Impl::serve(const std::shared_ptr<Connection>& c) {
     Bytes in;
     unsigned char buf[8192];
     for (;;) {
+        if (!wait_while_not_reading(*c)) {
+            break;
+        }
         ssize_t n = ::recv(c->fd(), buf, sizeof(buf), 0);
         if (n < 0 && errno == EINTR) {
             continue;
@@ -437,7 +587,18 @@ void Simulator::Impl::handle(Connection& c, const RecordInfo& info, Bytes raw) {
 void Simulator::Impl::answer(Connection& c, const Options& o, const DataSet& data,
                              const ReceivedRequest& r) {
     if (r.id == QUERY_LOGON_MSG_REQ_MSG_ID) {
+        if (o.close_after_logon) {
+            // Corked, so that the shutdown sends the answer and the end in one segment.
+            int on = 1;
+            ::setsockopt(c.fd(), IPPROTO_TCP, TCP_CORK, &on, sizeof(on));
+            write_one(c, logon_answer(o, r.raw));
+            c.shut();
+            return;
+        }
         write_one(c, logon_answer(o, r.raw));
+        if (o.flood_rate > 0) {
+            note_logon(c);
+        }
         return;
     }
     if (r.id == CHANGE_PASSWORD_REQ_MSG_ID) {
@@ -581,6 +742,7 @@ bool Simulator::start(std::string* error) {
     m->m_stopping = false;
     m->m_acceptor = std::thread([this] { m->accept_loop(); });
     m->m_pusher = std::thread([this] { m->push_loop(); });
+    m->m_flooder = std::thread([this] { m->flood_loop(); });
     return true;
 }
 
@@ -601,6 +763,7 @@ void Simulator::stop() {
     }
     m->m_acceptor.join();
     m->m_pusher.join();
+    m->m_flooder.join();
     std::vector<std::shared_ptr<Connection>> conns;
     {
         std::lock_guard<std::mutex> hold(m->m_lock);
@@ -610,6 +773,7 @@ void Simulator::stop() {
             m->m_listen_fd = -1;
         }
         m->m_running = false;
+        m->m_logged_on.clear();
     }
     for (const auto& c : conns) {
         c->shut();
@@ -630,7 +794,8 @@ Options Simulator::options() const {
 void Simulator::configure(const std::function<void(Options&)>& change) {
     std::lock_guard<std::mutex> hold(m->m_lock);
     change(m->m_opts);
-    if (m->m_opts.accept_mode == AcceptMode::refuse && m->m_listen_fd >= 0) {
+    const AcceptMode mode = m->m_opts.accept_mode;
+    if ((mode == AcceptMode::refuse || mode == AcceptMode::hold) && m->m_listen_fd >= 0) {
         ::shutdown(m->m_listen_fd, SHUT_RDWR);  // the accept thread closes it
     }
     ++m->m_config_version;
@@ -682,6 +847,11 @@ bool Simulator::wait_for_accepted(size_t n, std::chrono::milliseconds timeout) c
     return m->m_changed.wait_for(hold, timeout, [&] { return m->m_accepted >= n; });
 }
 
+bool Simulator::wait_for_hold(std::chrono::milliseconds timeout) const {
+    std::unique_lock<std::mutex> hold(m->m_lock);
+    return m->m_changed.wait_for(hold, timeout, [&] { return m->m_holding; });
+}
+
 Stats Simulator::stats() const {
     std::lock_guard<std::mutex> hold(m->m_lock);
     return m->m_stats;
@@ -704,6 +874,7 @@ void Simulator::drop_connections() {
     for (const auto& c : m->m_conns) {
         c->shut();
     }
+    m->m_changed.notify_all();
 }
 
 }  // namespace zulsim

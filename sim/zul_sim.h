@@ -5,11 +5,13 @@
 // program zul_sim. It listens on 127.0.0.1, frames the requests of every client by id
 // and size, logs them, and answers each from a data set of exact wire records. It can
 // speak either server generation, refuse logons and chosen requests, push BP reports
-// and cash notices, cut and delay its writes, and drop connections on command.
+// and cash notices, cut and delay its writes, and drop connections on command; as
+// faults it can stop reading, close right behind the logon answer, flood a client and
+// hold connects that it never accepts.
 //
-// Threads: start() creates an accept thread, a push thread and one thread per client;
-// each client's requests are answered on that client's thread, in order. Every public
-// operation may be called from any thread.
+// Threads: start() creates an accept thread, a push thread (which also floods) and one
+// thread per client; each client's requests are answered on that client's thread, in
+// order. Every public operation may be called from any thread.
 
 #include <algorithm>
 #include <chrono>
@@ -40,6 +42,9 @@ enum class AcceptMode {
     close_at_once,  // accept, then close at once without a byte
     refuse,         // stop listening, so connects are refused; the port is taken up again
                     // when the mode changes back
+    hold,           // listen but never accept, with the accept queue kept full: a connect
+                    // hangs as it would towards a host that never answers, until the
+                    // client gives up; see Simulator::wait_for_hold()
 };
 
 struct Options {
@@ -91,6 +96,18 @@ struct Options {
     uint16_t drop_on_request = 0;    // drop a client that sends this request, unanswered
 
     AcceptMode accept_mode = AcceptMode::accept;
+
+    // Faults of the link, for testing how a client copes with a server that misbehaves.
+    // Stop reading: each client's thread reads no more after the request in hand, so
+    // what the client sends piles up until its socket is full; false reads again.
+    bool stop_reading = false;
+    // Every logon is answered and the connection ended in the same write: answer and
+    // end of stream arrive together.
+    bool close_after_logon = false;
+    // Non-zero: after its logon every client is sent BP reports (1093) at about this
+    // many bytes per second, without end; a client that reads slower holds the server
+    // up (TCP pushes back) but no report is dropped.
+    size_t flood_rate = 0;
 };
 
 // One request as the server framed it.
@@ -188,6 +205,8 @@ public:
     size_t accepted() const;     // connections accepted since start
     size_t connections() const;  // connections open now
     bool wait_for_accepted(size_t n, std::chrono::milliseconds timeout) const;
+    // True once AcceptMode::hold is in place: from then on a connect hangs.
+    bool wait_for_hold(std::chrono::milliseconds timeout) const;
     Stats stats() const;
 
     // Pushes to every open connection; "" takes the first account. Returns the number of

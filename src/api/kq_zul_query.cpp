@@ -48,8 +48,9 @@ RESULT KQZUL_DestroyQuery(void* handle) {
     if (handle == nullptr)
         return ZUL_RESULT_BAD_HANDLE;
     CQueryClient* client = client_of(handle);
-    // Inside one of its own callbacks the client can't wait for its own thread:
-    // a helper thread destroys it once that callback has returned.
+    // Inside one of its own callbacks the client can't wait for its own thread: no
+    // event reaches the caller from here on, and a helper thread frees the client once
+    // that callback has returned.
     if (client->in_own_callback()) {
         CQueryClient::destroy_later(client);
         return ZUL_RESULT_OK;
@@ -117,12 +118,15 @@ RESULT KQZUL_DisConnQueryServer(void* handle) {
     if (handle == nullptr)
         return ZUL_RESULT_BAD_HANDLE;
     CQueryClient* client = client_of(handle);
-    client->stop_check_and_reconn_thread();
+    // From here no answer record of the connection reaches the caller, and a connect
+    // or send in progress on another thread gives up at once.
+    client->request_close();
     // Inside one of its own callbacks the close runs on a helper thread.
     if (client->in_own_callback())
         client->disconnect_later();
     else
         client->DisConnServer();
+    client->close_request_done();
     return ZUL_RESULT_OK;
 }
 

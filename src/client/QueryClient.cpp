@@ -66,8 +66,13 @@ CQueryClient::CQueryClient(void* param) : m_userParam(param) {
 
 CQueryClient::~CQueryClient() {
     // No thread of this client may outlive it: the reconnect thread is told to
-    // quit and awaited, as are helper threads that close on a callback's behalf.
-    m_quit_connect_thread = true;
+    // quit and awaited (a connect attempt of it is interrupted), as are helper
+    // threads that close on a callback's behalf.
+    stop_check_and_reconn_thread();
+    ++m_close_requests;
+    // Records still queued are not delivered; the close below is still reported.
+    m_delivery_gate.fetch_or(RECORDS_CUT);
+    interrupt_transport();
     wait_for_helper_threads();
     // An open connection reports "local disconnected" on this thread, before the
     // line below.

@@ -48,7 +48,9 @@ enum send_by_which_socket : int {
 // on every way out of it.
 class thread_running_flag {
 public:
-    explicit thread_running_flag(std::atomic<unsigned char>& flag) : m_p_flag(&flag) { *m_p_flag = 1; }
+    explicit thread_running_flag(std::atomic<unsigned char>& flag) : m_p_flag(&flag) {
+        *m_p_flag = 1;
+    }
     ~thread_running_flag() { *m_p_flag = 0; }
     thread_running_flag(const thread_running_flag&) = delete;
     thread_running_flag& operator=(const thread_running_flag&) = delete;
@@ -124,12 +126,26 @@ public:
     // transport's event or receive thread, or a thread reporting a local close.
     // Closing or destroying the client from there must not wait for itself.
     bool in_own_callback() const;
+    // The caller asks for the connection to close (KQZUL_DisConnQueryServer): no
+    // answer record of it is delivered from now on, the reconnect thread is told to
+    // quit, and waits of the transport (connect, send) end at once. The close itself
+    // follows, on this thread or a helper; close_request_done() after it.
+    void request_close();
+    void close_request_done();
     // Closes the connection from a helper thread, so that a callback may ask for
     // it without waiting for its own thread. Only the transport that stands now is
     // closed: a connection opened meanwhile survives.
     void disconnect_later();
-    // Destroys the client from a helper thread once its callbacks are done.
+    // Destroy asked for inside one of the client's callbacks: from now on nothing
+    // reaches the caller; once every other callback in progress has returned, a
+    // helper thread frees the client.
     static void destroy_later(CQueryClient* client);
+    // A successful logon answer, before its callback: true when it belongs to the
+    // link that stands, whose state it then sets.
+    bool on_logon_accepted(Int4 user_id);
+    // ... and after its callback: the status, and supervision of the link (also of a
+    // link that ended before the answer was handled).
+    void after_logon_accepted(bool current);
 
     // Outbound path.
     int SendMsgToZul(const char* p_data_flag, const char* p_data, int nLen, enSendDirection sd);
@@ -176,9 +192,12 @@ public:
 
     // Calls the callback in slot, if there is one, with this client as handle.
     // The slot is read once, so a concurrent unregistration cannot make it null
-    // between the test and the call.
+    // between the test and the call. Answers and pushes are dropped once a close or
+    // destroy was asked for (see m_delivery_gate).
     template <typename Callback, typename... Args>
     void fire_event(const std::atomic<Callback>& slot, Args... args) {
+        if (m_delivery_gate.load() != 0)
+            return;
         Callback callback = slot.load();
         if (callback != nullptr)
             callback(this, args...);
@@ -230,11 +249,12 @@ private:
     void open_logs(const char* log_dir);
 
     // Connection work; the callers hold m_conn_mutex.
-    bool conn_server_locked(ZUL_QuerySvrInfo param);
+    bool conn_server_locked(ZUL_QuerySvrInfo param, bool by_reconnect_thread);
     bool close_transport(socket_cache_client* only_if);
     // One attempt of a reconnection campaign; refused once the quit flag is set.
     bool reconnect_once();
-    void on_connection_event(int err_no, const char* text, const char* log_line, E_CONNECT_STATUS status);
+    void on_connection_event(int err_no, const char* text, const char* log_line,
+                             E_CONNECT_STATUS status);
     void on_connect_event();
     void dispatch_received(socket_param& out);
     // Starts the reconnect thread if auto reconnect is on and none runs.
@@ -242,8 +262,16 @@ private:
     // Waits for the end of the reconnect thread and of every helper thread that
     // works on this client; after it no thread of the client touches it again.
     void wait_for_helper_threads();
-    // Waits for writability of the transport's socket, at most timeout_ms.
-    bool wait_writable(socket_cache_client* transport, int timeout_ms);
+    // The connection callback: dropped only once a destroy was asked for.
+    void fire_conn_event(int err_no, const char* text);
+    // Ends the waits of the current transport (connect, send for room, event loop).
+    void interrupt_transport();
+    // True when an attempt begun with `seen` close requests must give up.
+    bool connect_abandoned(unsigned seen, bool by_reconnect_thread);
+    void set_transport(socket_cache_client* transport);
+    // Waits until no thread but this one runs a callback of this client.
+    void wait_for_other_callbacks();
+    static void close_wait_notice(void* self);
 
     // Serialises ConnServer and DisConnServer: the caller's threads, the
     // reconnect thread and the helper threads never replace the transport at once.
@@ -266,8 +294,28 @@ private:
     std::mutex m_th_mutex;
     bool m_th_started = false;
     bool m_destroying = false;
-    // Helper threads that close or destroy on behalf of a callback.
+    // Helper threads that close on behalf of a callback; counted and started under
+    // m_th_mutex, so that none starts once the destructor waits for them.
     std::atomic<int> m_pending_helpers{0};
+
+    // Bits of m_delivery_gate. RECORDS_CUT: a close was asked for, no answer record of
+    // the connection goes to the caller any more (until the next connect). SILENCED: a
+    // destroy was asked for inside a callback, nothing at all goes to the caller.
+    static constexpr unsigned char RECORDS_CUT = 1;
+    static constexpr unsigned char SILENCED = 2;
+    std::atomic<unsigned char> m_delivery_gate{0};
+    // Threads inside a callback of this client now.
+    std::atomic<int> m_callbacks_running{0};
+    // Counted by every close asked for, and held up while one is in progress: a
+    // connect attempt that sees either gives up.
+    std::atomic<unsigned> m_close_requests{0};
+    std::atomic<int> m_closes_in_progress{0};
+    // Guards m_asyncQueryClient for interrupt_transport, which must not wait behind
+    // the transport lock (a send may hold it shared while it waits for room).
+    std::mutex m_interrupt_mutex;
+    // Successful logon answers; a reconnection campaign ends on one, also on one that
+    // came after its link had ended.
+    std::atomic<unsigned> m_logons_accepted{0};
 };
 
 #endif

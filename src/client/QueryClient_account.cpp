@@ -99,33 +99,10 @@ void CQueryClient::ProcQueryPortLogonRespMsg(query_logon_msg_resp* pMsg) {
         m_bQueryPortLogon = false;
         return;
     }
-    bool current = false;
-    {
-        // Counted, so that the state writes of a "conn ok" callback still running
-        // on the event thread leave this logon alone. An answer handled after its
-        // link ended (still queued behind "remote disconnected") reaches the callback
-        // but changes no state: logged on over a dead link would stop the repair.
-        std::lock_guard<std::mutex> state(m_state_mutex);
-        current = m_link_up;
-        if (current) {
-            ++m_logon_seq;
-            SetUserId(pMsg->m_user_id);
-            m_bQueryPortLogon = true;
-        }
-    }
+    const bool current = on_logon_accepted(pMsg->m_user_id);
     // Logged on before the callback: it may send queries at once.
     fire_event(m_ptr_fun_logon_event, &logon);
-    if (!current)
-        return;
-    {
-        // A connection that ended during the callback keeps its end state.
-        std::lock_guard<std::mutex> state(m_state_mutex);
-        if (m_link_up)
-            m_e_connect_status = E_STATUS_LOGONED;
-    }
-    // The logon succeeded, so reconnection is due, also for a link that ended
-    // during the callback: the thread sees its end state and repairs it.
-    start_reconnect_thread();
+    after_logon_accepted(current);
 }
 
 void CQueryClient::ProcChangePwdRespMsg(change_password_resp* pMsg) {

@@ -1,7 +1,7 @@
 // The outbound path: every byte the client sends leaves through SendMsgToZul, on
 // the calling thread.
 
-#include <poll.h>
+#include <chrono>
 
 #include "client/QueryClient.h"
 #include "client/precise_time.h"
@@ -14,7 +14,7 @@ const unsigned char CANCEL_MSG_FIRST_BYTE = 11;
 const int ORDER_UNIT_BYTES = 100;
 const int CANCEL_UNIT_BYTES = 44;
 // How long one message may wait for a peer that has stopped reading.
-const int SEND_STALL_LIMIT_MS = 5000;
+const std::chrono::milliseconds SEND_STALL_LIMIT(5000);
 
 }  // namespace
 
@@ -33,11 +33,13 @@ int CQueryClient::SendMsgToZul(const char* /*p_data_flag*/, const char* p_data, 
         const unsigned char kind = static_cast<unsigned char>(p_data[0]);
         if (kind == ORDER_MSG_FIRST_BYTE && !m_clt_fc.CheckAndUpdate(true, nLen / ORDER_UNIT_BYTES))
             return -2;
-        if (kind == CANCEL_MSG_FIRST_BYTE && !m_clt_fc.CheckAndUpdate(false, nLen / CANCEL_UNIT_BYTES))
+        if (kind == CANCEL_MSG_FIRST_BYTE &&
+            !m_clt_fc.CheckAndUpdate(false, nLen / CANCEL_UNIT_BYTES))
             return -2;
     }
     std::lock_guard<std::mutex> wire(m_wire_mutex);
     int nCount = 0;
+    std::chrono::steady_clock::time_point give_up{};
     while (nCount < nLen) {
         const int nSend = transport->sock_send(p_data + nCount, nLen - nCount);
         if (nSend < 0) {
@@ -46,27 +48,28 @@ int CQueryClient::SendMsgToZul(const char* /*p_data_flag*/, const char* p_data, 
         }
         if (nSend == 0) {
             // Socket buffer full: wait for room instead of spinning, but not for a
-            // peer that never reads again.
-            if (!wait_writable(transport, SEND_STALL_LIMIT_MS)) {
-                m_txt_logger.write_txt("send_error", "tcp client send data error.");
-                return -1;
-            }
-            continue;
+            // peer that never reads again. A close from another thread ends the wait.
+            const auto now = std::chrono::steady_clock::now();
+            if (give_up == std::chrono::steady_clock::time_point{})
+                give_up = now + SEND_STALL_LIMIT;
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(give_up - now).count();
+            const int room = transport->wait_writable(left > 0 ? static_cast<int>(left) : 0);
+            if (room == 1)
+                continue;
+            m_txt_logger.write_txt("send_error", "tcp client send data error.");
+            // The message cannot go whole: were the link kept, the server would frame
+            // the next one from the middle of this one. It ends, reported as a remote
+            // end, so that auto reconnect repairs it.
+            if (room == 0)
+                transport->fail_link();
+            return -1;
         }
         if (m_bLoggerSwitch)
             m_bin_logger.write_bin('0', p_data + nCount, nSend);
         nCount += nSend;
     }
     return nCount;
-}
-
-bool CQueryClient::wait_writable(socket_cache_client* transport, int timeout_ms) {
-    const int fd = transport->get_socket();
-    if (fd < 0)
-        return true;  // the next send reports the closed socket
-    pollfd pfd{fd, POLLOUT, 0};
-    const int n = poll(&pfd, 1, timeout_ms);
-    return n != 0;  // an error or a hang-up shows in the next send
 }
 
 bool CQueryClient::ChangeFCParam(Int4 order_count, Int4 cxl_count) {

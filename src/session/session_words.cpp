@@ -51,7 +51,9 @@ std::string connect_reason(int error) {
         case ECONNREFUSED:
             return "connection refused: nothing listens on that port";
         case ETIMEDOUT:
-            return "timed out";
+            return "timed out: no answer from the server";
+        case ECANCELED:
+            return "given up: the connection was closed meanwhile";
         case EHOSTUNREACH:
             return "host unreachable";
         case ENETUNREACH:

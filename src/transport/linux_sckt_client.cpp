@@ -24,8 +24,7 @@ const uint32_t WATCHED_EVENTS_NO_OUT = WATCHED_EVENTS & ~static_cast<uint32_t>(E
 const unsigned int POLL_MICRO_SEC = 1000;
 // sock_close waits about 100 ms for the event thread.
 const int STOP_POLLS = 100;
-// A thread that is leaving gets about 5 s: a new init waits that long for it, and
-// the destructor cancels it after that.
+// A thread that is leaving gets about 5 s: a new init waits that long for it.
 const int LEAVE_POLLS = 5000;
 const pthread_t NO_THREAD = 0;
 
@@ -87,14 +86,9 @@ void sckt_client::end_event_thread() {
     if (is_event_thread())
         return;
     m_thread_quit_flag.store(true);
-    if (wait_thread_gone(LEAVE_POLLS))
-        return;
-    // A callback that doesn't return. The thread works on this object until it has
-    // unwound, so the wait goes on after the cancellation; a callback with no
-    // cancellation point in it would hold it for ever, which no bound could mend.
-    pthread_t id = m_thread_id.load();
-    if (id != NO_THREAD)
-        pthread_cancel(id);
+    // Departure: the thread is never cancelled, also not in a callback that takes more
+    // than a few seconds: it runs the caller's code, whose locks a cancellation would
+    // leave held. The destructor waits for the callback to return.
     while (m_thread_running_flag.load())
         usleep(POLL_MICRO_SEC);
 }
@@ -107,11 +101,15 @@ bool sckt_client::sock_init(const std::string& ip, unsigned short port, sckt_eve
     m_is_connected.store(false);
     if (fun == nullptr)
         return false;
+    // Departure: a text that is not a dotted IPv4 address is refused rather than taken
+    // as 0.0.0.0, which would connect to whatever listens on this machine.
+    if (!is_dotted_ipv4(ip))
+        return false;
     m_callback = fun;
     m_caller = user_param;
     m_ip = ip;
     m_port = port;
-    int sckt = socket(AF_INET, SOCK_STREAM, 0);
+    int sckt = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (sckt == -1)
         return false;
     m_sckt.store(sckt);
@@ -144,7 +142,7 @@ bool sckt_client::open_connection(int sckt) {
     int flags = fcntl(sckt, F_GETFL);
     if (flags < 0 || fcntl(sckt, F_SETFL, flags | O_NONBLOCK) < 0)
         return false;
-    int epoll_handle = epoll_create(1);
+    int epoll_handle = epoll_create1(EPOLL_CLOEXEC);
     if (epoll_handle < 0)
         return false;
     m_epoll_handle.store(epoll_handle);
@@ -200,7 +198,7 @@ void* sckt_client::event_client_thread(void* ptr_param) {
 }
 
 void* sckt_client::on_event_client_thread() {
-    // Runs on every way out, also the forced unwinding of a cancelled thread.
+    // Runs on every way out, also an exception out of a callback.
     struct exit_guard {
         sckt_client& client;
         bool finished;
@@ -220,16 +218,13 @@ void* sckt_client::on_event_client_thread() {
             proc_thread_error(errno, counts);
         }
     }
-    // Closing must not be cut in two by a late cancellation.
-    int old_state;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old_state);
     event_client_close();
     guard.finished = true;
     return nullptr;
 }
 
 void sckt_client::leave_event_thread(bool finished) {
-    // Cancelled: event_client_close never ran.
+    // Left by an exception: event_client_close never ran.
     if (!finished) {
         m_is_connected.store(false);
         close_descriptors();

@@ -28,8 +28,8 @@ std::string get_local_ip(std::string str_eth);
 //
 // Ownership: the event thread closes the socket and the epoll descriptor when the
 // connection ends, from either side. The destructor waits until the event thread
-// has left (cancelling it after about 5 s in a callback that doesn't return), so
-// that it never runs on freed memory; it must not be called from a callback.
+// has left, however long its callback takes (the thread is never cancelled), so that
+// it never runs on freed memory; it must not be called from a callback.
 class sckt_client {
 public:
     sckt_client();
@@ -97,10 +97,10 @@ private:
     // Polls m_thread_running_flag every millisecond; false if still set after `polls`.
     bool wait_thread_gone(int polls);
     bool is_event_thread();
-    // The event thread's last step, also when it is cancelled.
+    // The event thread's last step.
     void leave_event_thread(bool finished);
 
-    // Written by the event thread itself, for the cancellation and the self-check.
+    // Written by the event thread itself, for the self-check.
     std::atomic<pthread_t> m_thread_id;
 };
 

@@ -3,8 +3,12 @@
 #include <fcntl.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <chrono>
 
 #include <cerrno>
 #include <cstdio>
@@ -21,9 +25,17 @@ namespace {
 const uint32_t WATCHED_EVENTS = EPOLLIN | EPOLLERR | EPOLLHUP;
 const int MSG_BUFFER_SIZE = 4096;
 const unsigned int STOP_POLL_MICRO_SEC = 1000;
-// About 5 s of polls before a thread that doesn't leave is cancelled.
-const int STOP_POLLS_BEFORE_CANCEL = 5000;
 const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
+// The socket and the end latch.
+const int WAKE_EVENTS_AT_ONCE = 2;
+
+typedef std::chrono::steady_clock wait_clock;
+
+// Milliseconds left until `deadline`, at least 0.
+int ms_left(wait_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - wait_clock::now());
+    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
+}
 
 const char* error_text(int err, char* buf, size_t len) {
     return strerror_r(err, buf, len);
@@ -61,6 +73,11 @@ const wait_error_kind& find_wait_error_kind(int err_num) {
     return UNDEFINED_WAIT_ERROR;
 }
 
+bool fail_with(int err) {
+    errno = err;
+    return false;
+}
+
 }  // namespace
 
 socket_client::socket_client()
@@ -75,10 +92,18 @@ socket_client::socket_client()
       m_thread_id(NO_THREAD),
       m_context(nullptr),
       m_max_wait_time(50),
+      m_read_paused(false),
+      m_end_fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_interrupted(false),
+      m_link_failed(false),
+      m_wait_notice(nullptr),
+      m_wait_notice_param(nullptr),
       m_event_threads(0) {}
 
 socket_client::~socket_client() {
     end_event_thread();
+    if (m_end_fd != -1)
+        close(m_end_fd);
 }
 
 void socket_client::end_event_thread() {
@@ -86,8 +111,46 @@ void socket_client::end_event_thread() {
     if (is_event_thread())
         return;
     stop_client_event_thread();
-    while (is_event_thread_alive())
-        usleep(STOP_POLL_MICRO_SEC);
+}
+
+void socket_client::set_wait_notice(wait_notice_fun fun, void* param) {
+    m_wait_notice_param.store(param);
+    m_wait_notice.store(fun);
+}
+
+void socket_client::call_wait_notice() {
+    wait_notice_fun fun = m_wait_notice.load();
+    if (fun != nullptr)
+        fun(m_wait_notice_param.load());
+}
+
+void socket_client::signal_end() {
+    if (m_end_fd == -1)
+        return;
+    uint64_t one = 1;
+    // Can only fail when the counter is full, which leaves it readable all the same.
+    ssize_t written = write(m_end_fd, &one, sizeof(one));
+    (void)written;
+}
+
+void socket_client::clear_end() {
+    if (m_end_fd == -1)
+        return;
+    uint64_t value;
+    ssize_t got = read(m_end_fd, &value, sizeof(value));
+    (void)got;
+}
+
+void socket_client::interrupt() {
+    m_interrupted.store(true);
+    signal_end();
+}
+
+void socket_client::fail_link() {
+    // sock_send looks at the flag under the socket lock: a send in progress finishes,
+    // none starts after. The latch wakes a send that waits for room.
+    m_link_failed.store(true);
+    signal_end();
 }
 
 bool socket_client::sock_init(const std::string& ip, unsigned short port, socket_event_callback fun,
@@ -104,15 +167,26 @@ bool socket_client::sock_init(const std::string& server_ip, unsigned short serve
 bool socket_client::init_connection(const std::string& server_ip, unsigned short server_port,
                                     const std::string* local_ip, unsigned short local_port,
                                     socket_event_callback fun, void* user_param) {
-    sock_close();
+    close_connection();
+    // The latch of the connection before is read empty; an interrupt meant for this
+    // attempt, given already, still shows in its flag.
+    clear_end();
+    if (m_interrupted.load())
+        return false;
     if (fun == nullptr)
+        return false;
+    // Departure: a text that is not a dotted IPv4 address is refused rather than taken
+    // as 0.0.0.0, which would connect to whatever listens on this machine.
+    if (!is_dotted_ipv4(server_ip) || (local_ip != nullptr && !is_dotted_ipv4(*local_ip)))
         return false;
     m_callback = fun;
     m_caller = user_param;
     m_ip = server_ip;
     m_port = server_port;
     m_connected.store(false);
-    int sock = socket(AF_INET, SOCK_STREAM, 0);
+    m_link_failed.store(false);
+    m_read_paused.store(false);
+    int sock = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (sock == -1)
         return false;
     m_socket.store(sock);
@@ -127,21 +201,57 @@ bool socket_client::open_connection(int sock, const std::string* local_ip,
                                     unsigned short local_port) {
     if (local_ip != nullptr && !bind_local(sock, *local_ip, local_port))
         return false;
-    // Blocking connect, with no limit of its own; the socket turns non-blocking after.
     sockaddr_in server = make_ipv4_addr(m_ip, m_port);
-    if (connect(sock, reinterpret_cast<sockaddr*>(&server), sizeof(server)) != 0)
+    if (!connect_within(sock, server, CONNECT_TIMEOUT_MS))
         return false;
     m_connected.store(true);
     if (!set_sock_options(sock))
         return false;
-    int flags = fcntl(sock, F_GETFL);
-    if (flags < 0 || fcntl(sock, F_SETFL, flags | O_NONBLOCK) < 0)
-        return false;
-    int epoll_handle = epoll_create(1);
+    int epoll_handle = epoll_create1(EPOLL_CLOEXEC);
     if (epoll_handle < 0)
         return false;
     m_epoll_handle.store(epoll_handle);
+    if (m_end_fd != -1 && epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, m_end_fd, EPOLLIN) < 0)
+        return false;
     return epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, sock, WATCHED_EVENTS) >= 0;
+}
+
+// A non-blocking connect and a bounded wait for its outcome, which the end latch cuts
+// short: a host that never answers costs timeout_ms, not the kernel's minutes of retries.
+bool socket_client::connect_within(int sock, const sockaddr_in& server, int timeout_ms) {
+    if (connect(sock, reinterpret_cast<const sockaddr*>(&server), sizeof(server)) == 0)
+        return true;
+    if (errno != EINPROGRESS)
+        return false;
+    const wait_clock::time_point deadline =
+        wait_clock::now() + std::chrono::milliseconds(timeout_ms);
+    for (;;) {
+        if (m_interrupted.load())
+            return fail_with(ECANCELED);
+        pollfd fds[2] = {{sock, POLLOUT, 0}, {m_end_fd, POLLIN, 0}};
+        const int left = ms_left(deadline);
+        if (left == 0)
+            return fail_with(ETIMEDOUT);
+        int n = poll(fds, m_end_fd != -1 ? 2 : 1, left);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        if (n == 0)
+            return fail_with(ETIMEDOUT);
+        if (fds[1].revents != 0) {
+            if (m_interrupted.load())
+                return fail_with(ECANCELED);
+            clear_end();  // not meant for this attempt
+        }
+        if (fds[0].revents != 0) {
+            int err = 0;
+            socklen_t len = sizeof(err);
+            if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &err, &len) != 0)
+                return false;
+            return err == 0 || fail_with(err);
+        }
+    }
 }
 
 bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned short local_port) {
@@ -168,10 +278,33 @@ void socket_client::abandon_connection() {
 }
 
 void socket_client::close_descriptors() {
-    close_descriptor_kq(m_epoll_handle);
-    // A send in progress finishes before its socket is closed.
+    {
+        std::lock_guard<std::mutex> gate(m_read_gate_mutex);
+        close_descriptor_kq(m_epoll_handle);
+    }
+    // A send in progress finishes before its socket is closed, and one waiting for room
+    // has been woken by the end latch.
     std::lock_guard<std::mutex> guard(m_socket_mutex);
     close_descriptor_kq(m_socket);
+}
+
+void socket_client::pause_reading() {
+    std::lock_guard<std::mutex> gate(m_read_gate_mutex);
+    const int epoll_handle = m_epoll_handle.load();
+    if (m_read_paused.load() || epoll_handle == -1)
+        return;
+    if (epoll_watch_kq(epoll_handle, EPOLL_CTL_DEL, m_socket.load(), 0) == 0)
+        m_read_paused.store(true);
+}
+
+void socket_client::resume_reading() {
+    std::lock_guard<std::mutex> gate(m_read_gate_mutex);
+    const int epoll_handle = m_epoll_handle.load();
+    if (!m_read_paused.load() || epoll_handle == -1)
+        return;
+    // The socket is closed only after the epoll descriptor, so it is still ours here.
+    if (epoll_watch_kq(epoll_handle, EPOLL_CTL_ADD, m_socket.load(), WATCHED_EVENTS) == 0)
+        m_read_paused.store(false);
 }
 
 bool socket_client::set_sock_options(const int& sock) {
@@ -192,21 +325,28 @@ bool socket_client::start_client_event_thread() {
 
 bool socket_client::stop_client_event_thread() {
     m_thread_quit_flag.store(true);
+    signal_end();
     // On the event thread itself: it leaves when the running callback returns.
     if (is_event_thread())
         return true;
-    for (int polls = 0; is_event_thread_alive(); ++polls) {
-        if (polls == STOP_POLLS_BEFORE_CANCEL) {
-            // A callback that doesn't return: cancel the thread. It still holds the
-            // object until it has unwound, which is_event_thread_alive() shows.
-            if (m_thread_id != NO_THREAD)
-                pthread_cancel(m_thread_id);
-            m_thread_id = NO_THREAD;
-            break;
-        }
-        usleep(STOP_POLL_MICRO_SEC);
-    }
+    wait_event_thread_gone();
     return true;
+}
+
+// Departure: the event thread is never cancelled, also not after 5 s in a callback. It
+// runs the caller's code, and a cancelled callback leaves the caller's locks held or
+// ends the process; the caller owns the callback's duration, so the close waits for it
+// and says so through the wait notice.
+void socket_client::wait_event_thread_gone() {
+    wait_clock::time_point next_notice =
+        wait_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+    while (is_event_thread_alive()) {
+        usleep(STOP_POLL_MICRO_SEC);
+        if (wait_clock::now() >= next_notice) {
+            call_wait_notice();
+            next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+        }
+    }
 }
 
 bool socket_client::is_event_thread() {
@@ -220,53 +360,38 @@ void* socket_client::event_client_thread(void* ptr_param) {
 }
 
 void* socket_client::on_event_client_thread() {
-    // Runs on every way out, also the forced unwinding of a cancelled thread.
-    struct exit_guard {
-        socket_client& client;
-        int sock;
-        int epoll_handle;
-        bool finished;
-        ~exit_guard() { client.leave_event_thread(finished, sock, epoll_handle); }
-    } guard{*this, m_socket.load(), m_epoll_handle.load(), false};
-
+    const int epoll_handle = m_epoll_handle.load();
     m_thread_quit_finish_flag.store(false);
     event_client_connect();
-    epoll_event event;
-    for (;;) {
-        int n = epoll_wait(guard.epoll_handle, &event, 1, m_max_wait_time.load());
-        if (n > 0) {
-            if (!proc_event(&event, n))
-                m_thread_quit_flag.store(true);
-        } else if (n < 0) {
+    epoll_event events[WAKE_EVENTS_AT_ONCE];
+    bool ending = false;
+    while (!ending) {
+        int n = epoll_wait(epoll_handle, events, WAKE_EVENTS_AT_ONCE, m_max_wait_time.load());
+        if (n < 0)
             proc_thread_error(errno);
+        for (int i = 0; i < n && !ending; ++i) {
+            // The end latch: a close, an interrupt or a failed link. It stays readable,
+            // so the loop is left now whatever the wait setting.
+            if (m_end_fd != -1 && events[i].data.fd == m_end_fd)
+                ending = true;
+            else if (!proc_event(&events[i], 1))
+                ending = true;
         }
-        if (m_thread_quit_flag.load())
-            break;
+        ending = ending || m_thread_quit_flag.load();
     }
-    // Closing must not be cut in two by a late cancellation.
-    int old_state;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old_state);
+    // A link given up by this side (a send that could not finish, bytes that could not
+    // be stored) ends as if the far side had ended it, unless the owner is closing.
+    if (m_link_failed.load() && !m_thread_quit_flag.load() && !m_interrupted.load() &&
+        m_connected.load()) {
+        event_client_disconnect(false);
+    }
+    // Wakes a send that waits for room on this socket, which must let go of it.
+    signal_end();
     event_client_close();
     m_thread_quit_finish_flag.store(true);
-    guard.finished = true;
-    return nullptr;
-}
-
-void socket_client::leave_event_thread(bool finished, int sock, int epoll_handle) {
-    if (!finished) {
-        // Only this thread's own descriptors: a new connection may already have others.
-        int expected = epoll_handle;
-        m_epoll_handle.compare_exchange_strong(expected, -1);
-        if (epoll_handle != -1)
-            close(epoll_handle);
-        std::lock_guard<std::mutex> guard(m_socket_mutex);
-        expected = sock;
-        m_socket.compare_exchange_strong(expected, -1);
-        if (sock != -1)
-            close(sock);
-    }
     // The last touch of the object: from here the owner may destroy it.
     m_event_threads.fetch_sub(1);
+    return nullptr;
 }
 
 bool socket_client::proc_event(epoll_event* events, int event_num) {
@@ -362,7 +487,8 @@ int socket_client::sock_send(const char* buff, int len) {
         // callback below runs without it.
         std::lock_guard<std::mutex> guard(m_socket_mutex);
         sock = m_socket.load();
-        if (sock == -1 || len < 0)
+        // A failed link takes no byte more: never the rest of a record behind a cut one.
+        if (sock == -1 || len < 0 || m_link_failed.load())
             return -1;
         // A send to a reset peer must return -1, not raise SIGPIPE, hence MSG_NOSIGNAL.
         n = send(sock, buff, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -377,7 +503,35 @@ int socket_client::sock_send(const char* buff, int len) {
     return static_cast<int>(n);
 }
 
+int socket_client::wait_writable(int timeout_ms) {
+    // Held while waiting: the event thread closes the socket only after the end latch
+    // has woken this wait.
+    std::lock_guard<std::mutex> guard(m_socket_mutex);
+    const int sock = m_socket.load();
+    if (sock == -1 || m_link_failed.load())
+        return -1;
+    const wait_clock::time_point deadline =
+        wait_clock::now() + std::chrono::milliseconds(timeout_ms > 0 ? timeout_ms : 0);
+    for (;;) {
+        pollfd fds[2] = {{sock, POLLOUT, 0}, {m_end_fd, POLLIN, 0}};
+        int n = poll(fds, m_end_fd != -1 ? 2 : 1, ms_left(deadline));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || fds[1].revents != 0)
+            return -1;
+        return n == 0 ? 0 : 1;
+    }
+}
+
 bool socket_client::sock_close() {
+    bool result = close_connection();
+    // Ready for another sock_init: the latch and the interrupt belonged to this one.
+    clear_end();
+    m_interrupted.store(false);
+    return result;
+}
+
+bool socket_client::close_connection() {
     bool was_connected = is_connected();
     bool result = stop_client_event_thread();
     // After the event thread has gone; a connection that ended earlier was reported

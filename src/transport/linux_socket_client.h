@@ -1,6 +1,7 @@
 #ifndef VORTANE_TRANSPORT_LINUX_SOCKET_CLIENT_H
 #define VORTANE_TRANSPORT_LINUX_SOCKET_CLIENT_H
 
+#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/epoll.h>
 
@@ -20,12 +21,25 @@
 // sock_close reports EVENT_LOCALE_DISCONNECT on the caller's thread after the event
 // thread has gone. No lock is held during a callback. A callback may call sock_send
 // and, on the event thread, sock_close; it must not destroy the object.
+//
+// Waits are bounded or can be ended from another thread: the connect gives up after
+// CONNECT_TIMEOUT_MS, and an eventfd in the event thread's epoll set (the "end" latch)
+// is written when the connection is to end (sock_close, interrupt, fail_link), which
+// wakes the event loop, a connect in progress and a send waiting for room at once.
+// A thread is never cancelled: a close waits for the callback in progress, however
+// long, and tells the wait notice every few seconds meanwhile.
 class socket_client {
 public:
     socket_client();
     // Ends a running event thread without a report and waits until it has left.
     virtual ~socket_client();
     virtual bool is_connected() { return m_connected.load(); }
+
+    // Longest wait for the server's answer to a connect.
+    static constexpr int CONNECT_TIMEOUT_MS = 5000;
+    // A waiting close calls the wait notice this often.
+    static constexpr int WAIT_NOTICE_INTERVAL_MS = 5000;
+    typedef void (*wait_notice_fun)(void* param);
 
     void set_epoll_max_wait_time(int max_wait_time) { m_max_wait_time.store(max_wait_time); }
     void sock_set_context(socket_context* context) { m_context = context; }
@@ -36,6 +50,19 @@ public:
                    socket_event_callback fun, void* user_param);
     bool sock_close();
     int sock_send(const char* buff, int len);
+    // Waits up to timeout_ms for room in the socket's send buffer: 1 when there is room
+    // (or the next send will tell of an error), 0 when the time ran out, -1 when there is
+    // no socket or the connection is ending.
+    int wait_writable(int timeout_ms);
+    // Ends at once every wait of the connection (a connect in progress, a send waiting
+    // for room, the event loop's wait); the owner then closes with sock_close. Any thread.
+    void interrupt();
+    // Ends the connection as if the far side had: nothing more is sent, and the event
+    // thread reports EVENT_REMOTE_DISCONNECT (unless a close comes first). Any thread.
+    void fail_link();
+    // Called on the closing thread every WAIT_NOTICE_INTERVAL_MS while a close waits for
+    // the event thread to leave a callback.
+    void set_wait_notice(wait_notice_fun fun, void* param);
     int get_sock() { return m_socket.load(); }
     // The four octets of the connection's local address, first first; false without
     // a socket.
@@ -64,12 +91,17 @@ protected:
     void log_msg(const char* msg);
     void proc_thread_error(int err_num);
 
-    // True while an event thread of this object has not yet left (also a cancelled
-    // one that is still unwinding).
+    // True while an event thread of this object has not yet left.
     bool is_event_thread_alive() { return m_event_threads.load() > 0; }
     // Stops the event thread without a report and waits until it has left; for the
     // destructors, which must not leave the thread on freed memory.
     void end_event_thread();
+    // Takes the socket out of the event thread's epoll set, so that nothing more is read
+    // and TCP pushes back on the server, and puts it back. Any thread.
+    void pause_reading();
+    void resume_reading();
+    bool is_reading_paused() const { return m_read_paused.load(); }
+    void call_wait_notice();
 
     static const int LINE_SIZE = 8192;
 
@@ -96,21 +128,35 @@ private:
                          const std::string* local_ip, unsigned short local_port,
                          socket_event_callback fun, void* user_param);
     bool open_connection(int sock, const std::string* local_ip, unsigned short local_port);
+    bool connect_within(int sock, const sockaddr_in& server, int timeout_ms);
+    // Stops the event thread and reports a local end if the connection stood.
+    bool close_connection();
+    void signal_end();
+    void clear_end();
+    // Waits, without limit, until no event thread of this object is left.
+    void wait_event_thread_gone();
     bool bind_local(int sock, const std::string& local_ip, unsigned short local_port);
     void abandon_connection();
     void close_descriptors();
     bool is_event_thread();
-    // The event thread's last step, also when it is cancelled. `finished` is false
-    // after a cancellation: event_client_close never ran, so the thread's own
-    // descriptors are closed here.
-    void leave_event_thread(bool finished, int sock, int epoll_handle);
 
-    // Held around a send and around closing the socket, so that a send never
+    // Held around a send, a wait for room and closing the socket, so that neither
     // reaches a descriptor number that was closed meanwhile and reused.
     std::mutex m_socket_mutex;
+    // Serialises taking the socket out of the epoll set and putting it back, and the
+    // closing of the epoll descriptor.
+    std::mutex m_read_gate_mutex;
+    std::atomic<bool> m_read_paused;
 
-    // Event threads started and not yet gone. A new connection's thread may overlap
-    // a cancelled one that is still unwinding, hence a count and not a flag.
+    // The end latch: an eventfd of the object's whole life, written when the
+    // connection is to end and read empty only when a new connection begins.
+    int m_end_fd;
+    std::atomic<bool> m_interrupted;
+    std::atomic<bool> m_link_failed;
+    std::atomic<wait_notice_fun> m_wait_notice;
+    std::atomic<void*> m_wait_notice_param;
+
+    // Event threads started and not yet gone.
     std::atomic<int> m_event_threads;
 };
 

@@ -70,11 +70,39 @@ bool is_listed_ipv4(const ifaddrs* entry) {
 
 }  // namespace
 
+bool parse_dotted_ipv4(const std::string& ip, in_addr* out) {
+    unsigned int parts[4];
+    size_t at = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (i > 0 && (at >= ip.size() || ip[at++] != '.'))
+            return false;
+        size_t digits = 0;
+        unsigned int value = 0;
+        // Decimal, leading zeros and all: "010" is ten, never octal eight.
+        while (at < ip.size() && ip[at] >= '0' && ip[at] <= '9' && digits < 3) {
+            value = value * 10 + static_cast<unsigned int>(ip[at++] - '0');
+            ++digits;
+        }
+        if (digits == 0 || value > 255)
+            return false;
+        parts[i] = value;
+    }
+    if (at != ip.size())
+        return false;
+    if (out != nullptr)
+        out->s_addr = htonl(parts[0] << 24 | parts[1] << 16 | parts[2] << 8 | parts[3]);
+    return true;
+}
+
+bool is_dotted_ipv4(const std::string& ip) {
+    return parse_dotted_ipv4(ip, nullptr);
+}
+
 sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port) {
     sockaddr_in addr;
     memset(&addr, 0, sizeof(addr));
     addr.sin_family = AF_INET;
-    inet_aton(ip.c_str(), &addr.sin_addr);
+    parse_dotted_ipv4(ip, &addr.sin_addr);
     addr.sin_port = htons(port);
     return addr;
 }

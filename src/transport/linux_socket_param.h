@@ -35,9 +35,15 @@ struct epoll_error {
 
 // Helpers that both TCP clients share.
 
+// Exactly four decimal numbers of 0 to 255, of one to three digits each, joined by
+// points ("127.0.0.1", "127.000.000.001"); not "127.1", "1.2.3.4.5", "999.0.0.1", a
+// name or an empty text. True and *out (may be null) set when the text is one.
+bool parse_dotted_ipv4(const std::string& ip, in_addr* out);
+bool is_dotted_ipv4(const std::string& ip);
 // A dotted IPv4 text and a port in host order. A text that is no address leaves
-// 0.0.0.0; the connect or bind then decides.
+// 0.0.0.0: callers check it with is_dotted_ipv4 first.
 sockaddr_in make_ipv4_addr(const std::string& ip, unsigned short port);
+
 // TCP_NODELAY on, and SO_LINGER on with a time of 0, so that close() drops what is
 // unsent and resets the connection. False as soon as one option fails.
 bool set_tcp_client_options(int sock);

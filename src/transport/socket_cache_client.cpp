@@ -1,7 +1,5 @@
 #include "transport/socket_cache_client.h"
 
-#include <poll.h>
-
 #include <climits>
 
 #include "tools/cross_platform_api.h"
@@ -10,7 +8,8 @@ using VORTANE::TOOLS::snprintf_kq;
 
 namespace {
 
-const int POOL_DEPTH = 512;
+// Chunks kept idle for reuse; after a burst the rest go back to the heap.
+const int POOL_DEPTH = 64;
 // The receive and send workers are woken when their queue gets work; between idle
 // passes they wait at most this long.
 const int IDLE_WAIT_MICRO_SEC = 10000;
@@ -45,7 +44,10 @@ socket_cache_client::socket_cache_client(unsigned int size)
       m_async_send_flag(true),
       m_auto_reconn_flag(false),
       m_server_port(-1),
-      m_local_port(-1) {}
+      m_local_port(-1),
+      m_backlog_bytes(0),
+      m_store_failed(false),
+      m_hold_failed(false) {}
 
 socket_cache_client::~socket_cache_client() {
     // The reconnect worker first: its pass pauses and resumes the other two.
@@ -90,6 +92,8 @@ bool socket_cache_client::init_cached(const std::string& server_ip, unsigned sho
     VORTANE::TOOLS::mutex_locker guard(m_conn_lock);
     if (!start_workers(server_ip, server_port, local_ip, local_port))
         return false;
+    m_store_failed = false;
+    m_hold_failed.store(false);
     m_caller.store(user_param);
     m_callback.store(fun);
     m_async_send_flag.store(async_send_flag);
@@ -153,6 +157,13 @@ bool socket_cache_client::sock_close() {
     return result;
 }
 
+void socket_cache_client::set_wait_notice(wait_notice_fun fun, void* param) {
+    socket_client::set_wait_notice(fun, param);
+    m_thread_send->set_wait_notice(fun, param);
+    m_thread_receive->set_wait_notice(fun, param);
+    m_thread_reconn->set_wait_notice(fun, param);
+}
+
 bool socket_cache_client::set_auto_reconn_falg(bool b_auto_conn, int n_reconn_sec_time) {
     m_auto_reconn_flag.store(b_auto_conn);
     if (n_reconn_sec_time < 1)
@@ -171,10 +182,22 @@ int socket_cache_client::cache_callback(socket_param& out, void* para) {
 int socket_cache_client::on_cache_callback(socket_param& out) {
     if (out.get_event_type() == EVENT_RECEIVE) {
         // Only store the bytes here: the user's parsing runs on the receive worker.
+        const size_t len = out.get_buff_size();
         data_buffer_ptr chunk = m_data_pool.new_data();
-        chunk->reset_data(out.get_buff_addr(), out.get_buff_size());
+        if (!store_chunk(chunk, out.get_buff_addr(), len)) {
+            m_data_pool.delete_data(chunk);
+            m_store_failed = true;
+            return 0;
+        }
+        m_backlog_bytes.fetch_add(len);
         m_list_recv.push_node(chunk);
         m_thread_receive->wake();
+        if (m_backlog_bytes.load() >= BACKLOG_PAUSE_BYTES) {
+            pause_reading();
+            // The worker may have drained meanwhile and seen nothing paused.
+            if (m_backlog_bytes.load() <= BACKLOG_RESUME_BYTES)
+                resume_reading();
+        }
         return 0;
     }
     socket_event_callback callback = m_callback.load();
@@ -195,19 +218,60 @@ int socket_cache_client::thread_auto_reconn(void* para) {
     return static_cast<socket_cache_client*>(para)->on_thread_auto_reconn();
 }
 
+bool socket_cache_client::store_chunk(data_buffer_ptr chunk, const char* data, size_t len) {
+    return chunk->reset_data(data, len);
+}
+
+bool socket_cache_client::hold_bytes(const char* data, size_t len) {
+    return m_hold_buf.push_data(data, len);
+}
+
+bool socket_cache_client::event_client_receive() {
+    const bool going_on = socket_client::event_client_receive();
+    if (!m_store_failed)
+        return going_on;
+    // A hole in the stream would misframe all that follows: end the connection.
+    m_store_failed = false;
+    log_msg("receive buffer could not be stored, connection closed\n");
+    return false;
+}
+
+// Departure: a stop or pause asked for ends the pass now, instead of after the queue
+// has run empty; what is queued stays for a resume, or is dropped by the close. A
+// close must not wait for a backlog delivered at the speed of the user's callback.
+bool socket_cache_client::receive_may_go_on() {
+    return m_thread_receive->get_thread_status() == THREAD_RUN;
+}
+
+void socket_cache_client::take_from_backlog(size_t len) {
+    const size_t left = m_backlog_bytes.fetch_sub(len) - len;
+    if (left <= BACKLOG_RESUME_BYTES && is_reading_paused())
+        resume_reading();
+}
+
 int socket_cache_client::on_thread_receive_proc() {
-    while (!m_list_recv.empty()) {
+    while (!m_list_recv.empty() && receive_may_go_on()) {
         data_buffer_ptr chunk = m_list_recv.get_front_node();
-        m_hold_buf.push_data(chunk->get_data_ptr(), chunk->get_data_len());
+        const size_t len = chunk->get_data_len();
+        const bool held = !m_hold_failed.load() && hold_bytes(chunk->get_data_ptr(), len);
         m_list_recv.pop_front_node();
         m_data_pool.delete_data(chunk);
+        take_from_backlog(len);
+        if (!held) {
+            // The stream has a hole: nothing more of this connection is delivered.
+            if (!m_hold_failed.exchange(true)) {
+                m_hold_buf.clear();
+                fail_link();
+            }
+            continue;
+        }
         deliver_held_bytes();
     }
     return 0;
 }
 
 void socket_cache_client::deliver_held_bytes() {
-    for (;;) {
+    while (receive_may_go_on()) {
         const char* data = m_hold_buf.get_data_ptr();
         const unsigned int held = static_cast<unsigned int>(m_hold_buf.get_data_len());
         socket_param record(EVENT_RECEIVE, 0, &data, held, 0);
@@ -239,7 +303,8 @@ int socket_cache_client::on_thread_send_proc() {
         // retried as soon as it has room (nothing else wakes this worker for that),
         // an error on the next pass.
         if (sent < 1) {
-            if (sent == 0 && wait_writable())
+            // One idle wait at most, so that a pause or stop is seen in time.
+            if (sent == 0 && wait_writable(IDLE_WAIT_MICRO_SEC / 1000) == 1)
                 continue;
             return 0;
         }
@@ -251,15 +316,6 @@ int socket_cache_client::on_thread_send_proc() {
         m_data_pool.delete_data(chunk);
     }
     return 0;
-}
-
-bool socket_cache_client::wait_writable() {
-    const int fd = get_sock();
-    if (fd < 0)
-        return false;
-    pollfd pfd{fd, POLLOUT, 0};
-    // One idle wait at most, so that a pause or stop is seen in time.
-    return poll(&pfd, 1, IDLE_WAIT_MICRO_SEC / 1000) > 0 && (pfd.revents & POLLOUT) != 0;
 }
 
 int socket_cache_client::on_thread_auto_reconn() {
@@ -305,6 +361,7 @@ void socket_cache_client::drain(tcp_data_queue& queue) {
 
 void socket_cache_client::clear_data() {
     drain(m_list_recv);
+    m_backlog_bytes.store(0);
     drain(m_list_send);
     m_hold_buf.clear();
 }

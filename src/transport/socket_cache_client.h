@@ -23,11 +23,22 @@
 //   caller's threads  EVENT_SEND of direct sends, EVENT_LOCALE_DISCONNECT from sock_close
 // No lock is held during a callback. sock_close and the destructor are for threads
 // outside the object; sock_close may also come from a callback on the event thread.
+//
+// Bounds: the bytes queued between the socket and the receive worker are at most
+// about BACKLOG_PAUSE_BYTES; past that the event thread stops reading the socket (TCP
+// pushes back on the server) until the worker has brought them down to
+// BACKLOG_RESUME_BYTES. Nothing is dropped while connected. A close does not deliver
+// what is still queued: the receive worker ends its pass at the next chunk. Bytes that
+// cannot be stored (no memory) end the connection as a remote end, rather than leave
+// a hole in the stream.
 class socket_cache_client : public socket_client {
 public:
     typedef VORTANE::TOOLS::stream_buffer* data_buffer_ptr;
     typedef VORTANE::TOOLS::data_queue<VORTANE::TOOLS::stream_buffer*> tcp_data_queue;
     typedef VORTANE::TOOLS::data_pool<VORTANE::TOOLS::stream_buffer> tcp_data_pool;
+
+    static constexpr size_t BACKLOG_PAUSE_BYTES = 4u << 20;
+    static constexpr size_t BACKLOG_RESUME_BYTES = BACKLOG_PAUSE_BYTES / 2;
 
     // `size`: first capacity of the hold buffer. Starts nothing.
     explicit socket_cache_client(unsigned int size);
@@ -44,6 +55,10 @@ public:
     bool sock_close();
     int get_socket() { return get_sock(); }
     bool set_auto_reconn_falg(bool b_auto_conn, int n_reconn_sec_time);
+    // Bytes received and not yet taken up by the receive worker.
+    size_t get_backlog_bytes() const { return m_backlog_bytes.load(); }
+    // The wait notice of the base class, and of the workers' stops as well.
+    void set_wait_notice(wait_notice_fun fun, void* param);
 
 protected:
     static int cache_callback(socket_param& out, void* para);
@@ -55,6 +70,12 @@ protected:
     int on_thread_send_proc();
     int on_thread_auto_reconn();
     void clear_data();
+    // Stores received bytes in a chunk, and appends them to the hold buffer; false when
+    // memory fails.
+    virtual bool store_chunk(data_buffer_ptr chunk, const char* data, size_t len);
+    virtual bool hold_bytes(const char* data, size_t len);
+    // Reads once; false also when the bytes read could not be stored.
+    bool event_client_receive() override;
 
     // The user's callback and value: written by sock_init, read by every thread.
     std::atomic<void*> m_caller;
@@ -72,6 +93,11 @@ protected:
     int m_server_port;
     std::string m_local_ip;
     int m_local_port;
+    std::atomic<size_t> m_backlog_bytes;
+    // Bytes of this connection could not be stored: the rest is dropped, and the
+    // connection ends (event thread's flag, and the receive worker's).
+    bool m_store_failed;
+    std::atomic<bool> m_hold_failed;
 
 private:
     socket_cache_client(const socket_cache_client&);
@@ -83,10 +109,13 @@ private:
     // Starts the receive and send workers; a failure is logged with the addresses.
     bool start_workers(const std::string& server_ip, unsigned short server_port,
                        const std::string* local_ip, unsigned short local_port);
-    // Offers the held bytes to the user until it consumes nothing or all of them.
+    // Offers the held bytes to the user until it consumes nothing or all of them, or
+    // until the worker is told to stop.
     void deliver_held_bytes();
-    // Waits up to one idle wait for room on the socket; false on none or no socket.
-    bool wait_writable();
+    bool receive_may_go_on();
+    // Counts bytes out of the receive queue, and lets the event thread read again once
+    // they are down to BACKLOG_RESUME_BYTES.
+    void take_from_backlog(size_t len);
     void reconnect();
     void drain(tcp_data_queue& queue);
 

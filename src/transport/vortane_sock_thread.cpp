@@ -50,7 +50,9 @@ vortane_socket_thread::vortane_socket_thread()
       m_b_auto_sleep(false),
       m_h_thread(0),
       m_live_threads(0),
-      m_wake_pending(false) {}
+      m_wake_pending(false),
+      m_wait_notice(nullptr),
+      m_wait_notice_param(nullptr) {}
 
 vortane_socket_thread::~vortane_socket_thread() {
     stop();
@@ -152,11 +154,27 @@ bool vortane_socket_thread::stop() {
     }
 }
 
+void vortane_socket_thread::set_wait_notice(wait_notice_fun fun, void* param) {
+    m_wait_notice_param.store(param);
+    m_wait_notice.store(fun);
+}
+
 void vortane_socket_thread::request_and_wait(socket_thread_status request) {
     // The sleeper looks at the status only when its sleep ends.
     wake();
-    while (m_enum_status.load() == request)
+    // No time limit: the pass may be a caller's callback, whose duration is the
+    // caller's. The notice tells of a long wait.
+    auto next_notice =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+    while (m_enum_status.load() == request) {
         kq_sleep(STATUS_POLL_MILLI_SEC);
+        if (std::chrono::steady_clock::now() < next_notice)
+            continue;
+        next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+        wait_notice_fun fun = m_wait_notice.load();
+        if (fun != nullptr)
+            fun(m_wait_notice_param.load());
+    }
 }
 
 void vortane_socket_thread::wait_for_old_worker() {

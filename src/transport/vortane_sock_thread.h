@@ -56,6 +56,12 @@ public:
     // Ends a sleep in progress, or the next one if the worker is not sleeping now.
     void wake();
 
+    // Called on the waiting thread every WAIT_NOTICE_INTERVAL_MS while pause or stop
+    // waits for a pass that takes its time (a caller's callback, say).
+    static constexpr int WAIT_NOTICE_INTERVAL_MS = 5000;
+    typedef void (*wait_notice_fun)(void* param);
+    void set_wait_notice(wait_notice_fun fun, void* param);
+
 protected:
     void start_spt_thread();
     void set_thread_status(socket_thread_status status) { m_enum_status.store(status); }
@@ -96,6 +102,8 @@ private:
     std::mutex m_wake_lock;
     std::condition_variable m_wake_cond;
     bool m_wake_pending;
+    std::atomic<wait_notice_fun> m_wait_notice;
+    std::atomic<void*> m_wait_notice_param;
 };
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -282,6 +283,58 @@ TEST_F(SimTest, AcceptModesAndTimedPushes) {
     EXPECT_TRUE(wait_until([&] { return (push = Raw(port).read(both)).size() == both; }));
     EXPECT_EQ(1093, push[0] | push[1] << 8);
     EXPECT_EQ(1099, push[bp] | push[bp + 1] << 8);
+}
+
+// The faults that a client's own tests can ask for: the logon answered and the link
+// ended together, reading stopped and resumed, a flood after the logon, connects held.
+TEST_F(SimTest, FaultOptionsMisbehaveAsTold) {
+    const Bytes logon = DataSet::bytes_of(query_logon_msg_req());
+    const size_t answer = sizeof(query_logon_msg_resp);
+    sim.configure([](Options& o) { o.close_after_logon = true; });
+    {
+        Raw c(sim.port());
+        ASSERT_TRUE(c.send(logon));
+        bool closed = false;
+        EXPECT_EQ(answer, c.read(answer + 1, &closed).size());
+        EXPECT_TRUE(closed) << "the end follows the answer";
+    }
+    sim.configure([](Options& o) { o.close_after_logon = false, o.stop_reading = true; });
+    sim.clear_requests();
+    {
+        Raw c(sim.port());
+        ASSERT_TRUE(sim.wait_for_accepted(2, seconds(10)));
+        ASSERT_TRUE(c.send(logon));
+        EXPECT_FALSE(sim.wait_for_requests(1, milliseconds(200))) << "read while stopped";
+        sim.configure([](Options& o) { o.stop_reading = false; });
+        EXPECT_TRUE(sim.wait_for_requests(1, seconds(10)));
+        EXPECT_EQ(answer, c.read(answer).size());
+    }
+    sim.configure([](Options& o) { o.flood_rate = 200000; });
+    {
+        Raw c(sim.port());
+        ASSERT_TRUE(c.send(logon));
+        ASSERT_EQ(answer, c.read(answer).size());
+        // Reports without end, whole and one behind the other.
+        const size_t bp = sizeof(report_account_bp);
+        const Bytes flood = c.read(20 * bp);
+        ASSERT_EQ(20 * bp, flood.size());
+        for (size_t i = 0; i < 20; ++i)
+            ASSERT_EQ(1093, flood[i * bp] | flood[i * bp + 1] << 8) << i;
+    }
+    sim.configure([](Options& o) { o.flood_rate = 0, o.accept_mode = zulsim::AcceptMode::hold; });
+    ASSERT_TRUE(sim.wait_for_hold(seconds(10)));
+    const size_t accepted = sim.accepted();
+    // A connect now waits for an answer that never comes.
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+    sockaddr_in a{AF_INET, htons(sim.port()), {htonl(INADDR_LOOPBACK)}, {}};
+    EXPECT_NE(0, connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof(a)));
+    pollfd p{fd, POLLOUT, 0};
+    EXPECT_EQ(0, poll(&p, 1, 300)) << "the connect completed";
+    close(fd);
+    EXPECT_EQ(accepted, sim.accepted()) << "accepted while held";
+    sim.configure([](Options& o) { o.accept_mode = zulsim::AcceptMode::accept; });
+    EXPECT_TRUE(wait_until([&] { return Raw(sim.port()).ok; }));
+    EXPECT_TRUE(sim.wait_for_accepted(accepted + 1, seconds(10))) << "not served again";
 }
 
 struct DataFile : ::testing::Test {

@@ -137,10 +137,29 @@ inline std::string read_exact(int fd, size_t len) {
     out.resize(static_cast<size_t>(std::max<ssize_t>(recv(fd, &out[0], len, MSG_WAITALL), 0)));
     return out;
 }
-// A port that was just free, where nothing listens.
-inline unsigned short closed_port() {
-    return loopback_server().port();
-}
+// A port where nothing listens, held by a bound socket for the life of the object: a
+// port merely freed could come back as the connecting socket's own, and a connect to
+// itself succeeds.
+class closed_port {
+public:
+    closed_port() {
+        sockaddr_in addr = {};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof(addr);
+        bind(m_fd, reinterpret_cast<sockaddr*>(&addr), len);
+        getsockname(m_fd, reinterpret_cast<sockaddr*>(&addr), &len);
+        m_port = ntohs(addr.sin_port);
+    }
+    ~closed_port() { close(m_fd); }
+    closed_port(const closed_port&) = delete;
+    closed_port& operator=(const closed_port&) = delete;
+    operator unsigned short() const { return m_port; }
+
+private:
+    int m_fd = socket(AF_INET, SOCK_STREAM, 0);
+    unsigned short m_port = 0;
+};
 
 // Test framing: a 2-byte little-endian length of the whole frame, then the body.
 inline std::string make_frame(const std::string& body) {

@@ -1,0 +1,152 @@
+// What the transport keeps within bounds: the bytes queued behind a slow user, the
+// chunks kept idle after a burst, bytes that cannot be stored, and addresses.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "transport/linux_sckt_client.h"
+#include "transport/linux_socket_param.h"
+#include "transport/socket_cache_client.h"
+#include "transport_support.h"
+
+namespace {
+
+using namespace transport_test;
+
+// A user that takes every byte it is offered, slowly.
+struct slow_reader {
+    std::mutex lock;
+    std::string bytes;
+    std::atomic<size_t> received{0};
+    std::atomic<int> remote_ends{0};
+    int delay_us = 0;
+    static int callback(socket_param& p, void* self) {
+        auto* me = static_cast<slow_reader*>(self);
+        if (p.get_event_type() == EVENT_REMOTE_DISCONNECT)
+            ++me->remote_ends;
+        if (p.get_event_type() != EVENT_RECEIVE)
+            return 0;
+        {
+            std::lock_guard<std::mutex> g(me->lock);
+            me->bytes.append(p.get_buff_addr(), p.get_buff_size());
+        }
+        me->received += p.get_buff_size();
+        p.set_proc_len(p.get_buff_size());
+        if (me->delay_us > 0)
+            usleep(static_cast<useconds_t>(me->delay_us));
+        return 0;
+    }
+    std::string copy() {
+        std::lock_guard<std::mutex> g(lock);
+        return bytes;
+    }
+};
+
+// The transport with its pool in view, and memory that fails on command.
+class probed_client : public socket_cache_client {
+public:
+    probed_client() : socket_cache_client(8192) {}
+    int idle_chunks() { return m_data_pool.get_ready_count(); }
+    // 0: never; n: the n-th chunk of the kind below cannot be stored.
+    std::atomic<int> fail_store_at{0}, fail_hold_at{0};
+
+protected:
+    bool store_chunk(data_buffer_ptr chunk, const char* data, size_t len) override {
+        return ++m_stores != fail_store_at.load() &&
+               socket_cache_client::store_chunk(chunk, data, len);
+    }
+    bool hold_bytes(const char* data, size_t len) override {
+        return ++m_holds != fail_hold_at.load() && socket_cache_client::hold_bytes(data, len);
+    }
+
+private:
+    int m_stores = 0, m_holds = 0;
+};
+
+// A server far faster than its user: the event thread stops reading at the bound and
+// TCP pushes back, so what is queued never passes it; every byte still arrives, in
+// order. Afterwards the pool keeps only a few chunks idle.
+TEST(SocketCacheClient, BacklogBehindASlowUserStaysBoundedAndLosesNothing) {
+    const size_t total = 3 * socket_cache_client::BACKLOG_PAUSE_BYTES;
+    const std::string data = pattern(total);
+    loopback_server server;
+    slow_reader user;
+    user.delay_us = 300;
+    probed_client client;
+    ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), slow_reader::callback, &user));
+    const int peer = server.accept_peer();
+    ASSERT_NE(-1, peer);
+    std::thread writer([&] { write_all(peer, data); });
+    size_t most = 0;
+    const bool all = wait_until(
+        [&] {
+            most = std::max(most, client.get_backlog_bytes());
+            return user.received == total;
+        },
+        120000);
+    writer.join();
+    ASSERT_TRUE(all) << user.received << " of " << total;
+    EXPECT_TRUE(user.copy() == data) << "bytes lost or out of order";
+    // At most one read beyond the bound; and the bound was reached.
+    EXPECT_LE(most, socket_cache_client::BACKLOG_PAUSE_BYTES + 8192);
+    EXPECT_GE(most, socket_cache_client::BACKLOG_RESUME_BYTES);
+    EXPECT_LE(client.idle_chunks(), 64);
+    client.sock_close();
+}
+
+// Bytes that cannot be stored, on the event thread or on the receive worker, end the
+// connection as the far side's end would: the user never sees the stream with a hole.
+class StoreFailure : public ::testing::TestWithParam<bool> {};
+
+TEST_P(StoreFailure, EndsTheConnectionInsteadOfLeavingAHole) {
+    const bool on_worker = GetParam();
+    loopback_server server;
+    slow_reader user;
+    probed_client client;
+    (on_worker ? client.fail_hold_at : client.fail_store_at) = 2;
+    ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), slow_reader::callback, &user));
+    const int peer = server.accept_peer();
+    ASSERT_NE(-1, peer);
+    ASSERT_TRUE(write_all(peer, "first"));
+    ASSERT_TRUE(wait_until([&] { return user.received == 5; }));
+    ASSERT_TRUE(write_all(peer, "second"));
+    ASSERT_TRUE(wait_until([&] { return user.remote_ends == 1; })) << "the link stays up";
+    write_all(peer, "third");
+    quiet_window();
+    EXPECT_EQ("first", user.copy());
+    EXPECT_FALSE(client.is_connected());
+    EXPECT_EQ(-1, client.sock_send("x", 1));
+    client.sock_close();
+}
+
+INSTANTIATE_TEST_SUITE_P(EventThreadAndWorker, StoreFailure, ::testing::Bool());
+
+// Departure from inet_aton's leniency: only four decimal numbers of 0 to 255.
+TEST(Addresses, OnlyDottedIPv4TextIsAnAddressAndNoClientConnectsToAnythingElse) {
+    for (const char* good : {"127.0.0.1", "0.0.0.0", "255.255.255.255", "127.000.000.001"})
+        EXPECT_TRUE(is_dotted_ipv4(good)) << good;
+    for (const char* bad : {"", "garbage", "999.0.0.1", "127.0.0.256", "1.2.3.4.5", "127.1",
+                            "1.2.3.", ".1.2.3", "1..2.3", "1.2.3.4 ", "0x7f.0.0.1", "1.2.3.0001"})
+        EXPECT_FALSE(is_dotted_ipv4(bad)) << bad;
+    in_addr addr;
+    ASSERT_TRUE(parse_dotted_ipv4("10.020.3.255", &addr));
+    EXPECT_EQ(htonl(0x0a1403ff), addr.s_addr) << "decimal, never octal";
+
+    loopback_server server;
+    event_recorder rec;
+    socket_client plain;
+    lc::sckt_client light;
+    for (const char* bad : {"garbage", "999.0.0.1", "127.0.0.256", "1.2.3.4.5"}) {
+        EXPECT_FALSE(plain.sock_init(bad, server.port(), event_recorder::callback, &rec)) << bad;
+        EXPECT_FALSE(light.sock_init(bad, server.port(), event_recorder::callback, &rec)) << bad;
+    }
+    EXPECT_EQ(-1, server.accept_peer(200)) << "something connected to this machine";
+    EXPECT_EQ(0, rec.count(ANY_EVENT));
+}
+
+}  // namespace
