@@ -132,7 +132,7 @@ void close_descriptor_kq(std::atomic<int>& fd) {
 }
 
 std::string get_local_ip(std::string str_eth) {
-    int sock = socket(AF_INET, SOCK_DGRAM, 0);
+    int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (sock == -1)
         return std::string();
     ifreq ifr;
@@ -148,7 +148,7 @@ std::string get_local_ip(std::string str_eth) {
 bool get_all_network_card_ip(std::vector<std::string>& outVecs) {
     ifreq records[IFCONF_RECORDS];
     memset(records, 0, sizeof(records));
-    int sock = socket(AF_INET, SOCK_DGRAM, 0);
+    int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (sock == -1)
         return false;
     ifconf conf;
@@ -172,7 +172,7 @@ unsigned char collect_ip_and_mac(const ifaddrs* list, ip_and_mac* p_data, bool* 
         return 0;
     // More entries than the count can tell would be reported as too few.
     int limit = buf_count < MAX_IP_AND_MAC_ENTRIES ? buf_count : MAX_IP_AND_MAC_ENTRIES;
-    int sock_mac = socket(AF_INET, SOCK_STREAM, 0);
+    int sock_mac = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     bool usable = sock_mac > 0;
     int count = 0;
     for (const ifaddrs* entry = list; entry != nullptr && count < limit; entry = entry->ifa_next) {

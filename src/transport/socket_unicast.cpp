@@ -44,7 +44,7 @@ bool socket_unicast::sock_init(const std::string& remote_ip, unsigned short remo
     m_event = ptr_event;
     // A second init replaces the socket; the first must not be left open behind it.
     sock_close();
-    m_sock = socket(AF_INET, SOCK_DGRAM, 0);
+    m_sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_sock == -1)
         return false;
     sockaddr_in local = make_udp_addr(local_ip, local_port);

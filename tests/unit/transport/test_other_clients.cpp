@@ -156,6 +156,7 @@ TEST(SocketUnicast, BadLocalAddressesFailAndDatagramsArriveIntactFromTheBoundPor
     EXPECT_TRUE(leaks.clean()) << "no socket left";
 
     ASSERT_TRUE(sender.sock_init(LOOPBACK, port, LOOPBACK, local_port, 7, nullptr));
+    EXPECT_EQ(0, inheritable_sockets(receiver)) << "the sender's socket is close-on-exec";
     const std::vector<std::string> sent = {"hello", "", pattern(60000), std::string("a\0b", 3)};
     for (const std::string& d : sent)
         EXPECT_EQ(static_cast<int>(d.size()),

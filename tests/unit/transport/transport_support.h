@@ -6,11 +6,13 @@
 
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <chrono>
 #include <iterator>
 #include <mutex>
@@ -69,6 +71,25 @@ struct leak_check {
     int m_fds = fds();
     int m_threads = ((void)warm_up(), threads());
 };
+
+// Sockets of the process, other than `except`, that a child made by fork and exec would
+// inherit: none of the library's may be among them.
+inline int inheritable_sockets(int except) {
+    int n = 0;
+    DIR* dir = opendir("/proc/self/fd");
+    while (dirent* entry = readdir(dir)) {
+        const int fd = atoi(entry->d_name);
+        char target[64] = {};
+        const std::string link = std::string("/proc/self/fd/") + entry->d_name;
+        if (entry->d_name[0] == '.' || fd == except || fd == dirfd(dir) ||
+            readlink(link.c_str(), target, sizeof(target) - 1) < 0)
+            continue;
+        if (std::string(target).rfind("socket:", 0) == 0 && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0)
+            ++n;
+    }
+    closedir(dir);
+    return n;
+}
 
 // `n` bytes of a repeating alphabet.
 inline std::string pattern(size_t n) {
