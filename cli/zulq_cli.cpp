@@ -450,7 +450,8 @@ bool parse_command_line(int argc, char** argv, Invocation* out, std::string* err
 std::string main_help() {
     std::string out =
         "usage: zulq --host H --port P --user U --password PW [--csv|--json|--vertical]\n"
-        "            [--timeout SEC] [--log-dir DIR] [--trace] [--quiet] <command> [arguments] [options]\n"
+        "            [--timeout SEC] [--log-dir DIR] [--trace] [--quiet] <command> [arguments] "
+        "[options]\n"
         "       zulq --version\n"
         "\n"
         "Asks the query port of a trading server and prints the answer, one column per\n"

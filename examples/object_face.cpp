@@ -33,8 +33,8 @@ public:
     void OnQueryUserAccount(ZUL_AccountInfo* a, bool bFinish, ZUL_QueryErrorId errorId) override {
         if (bFinish || errorId != 0)
             return finish([] {});
-        printf("account %-16s available bp %14.2f  margin %14.2f\n", a->m_Account,
-               a->m_AvailableBp, a->m_Margin);
+        printf("account %-16s available bp %14.2f  margin %14.2f\n", a->m_Account, a->m_AvailableBp,
+               a->m_Margin);
         std::lock_guard<std::mutex> lock(m_mutex);
         m_accounts.push_back(a->m_Account);
     }

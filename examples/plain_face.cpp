@@ -29,7 +29,9 @@ struct session {
     std::vector<std::string> accounts;
 };
 
-session* of(void* handle) { return static_cast<session*>(KQZUL_GetQueryUserParam(handle)); }
+session* of(void* handle) {
+    return static_cast<session*>(KQZUL_GetQueryUserParam(handle));
+}
 
 template <typename F>
 void update(void* handle, F change) {

@@ -24,8 +24,9 @@ void bridge(void* handle, void (ZULQueryEvent::*op)(Params...), Args... args) {
 }
 
 void On_QueryConnectionEvent(void* handle, ERR_NO err_no, const char* p_err_str) {
-    bridge(handle, err_no == ZUL_CONN_OK ? &ZULQueryEvent::OnQueryConnection
-                                         : &ZULQueryEvent::OnQueryDisConnection,
+    bridge(handle,
+           err_no == ZUL_CONN_OK ? &ZULQueryEvent::OnQueryConnection
+                                 : &ZULQueryEvent::OnQueryDisConnection,
            err_no, p_err_str);
 }
 void On_QueryUserLogonEvent(void* handle, ZUL_QueryLogonResponse* pLogon) {
@@ -89,9 +90,8 @@ void On_QueryTradeOrderExecEvent(void* handle, const char* pAccount, ZUL_QueryOr
                                  bool bFinish, ZUL_QueryErrorId errorId) {
     bridge(handle, &ZULQueryEvent::OnQueryTradeOrderExec, pAccount, p, bFinish, errorId);
 }
-void On_QueryTradeOrderExecEventEx(void* handle, const char* pAccount,
-                                   ZUL_QueryOrderExecutionEx* p, bool bFinish,
-                                   ZUL_QueryErrorId errorId) {
+void On_QueryTradeOrderExecEventEx(void* handle, const char* pAccount, ZUL_QueryOrderExecutionEx* p,
+                                   bool bFinish, ZUL_QueryErrorId errorId) {
     bridge(handle, &ZULQueryEvent::OnQueryTradeOrderExecEx, pAccount, p, bFinish, errorId);
 }
 void On_QueryComboPositionEvent(void* handle, const char* pAccount, ZUL_AccountComboPosition* p,
@@ -210,7 +210,8 @@ RESULT ZULQueryImpl::QueryAccountTradeMargin(const char* account_id) {
     return KQZUL_QueryAccountTradeMargin(m_handle, account_id);
 }
 
-RESULT ZULQueryImpl::QueryAccountTradeFee(const char* account_id, ZUL_FeeSecType accountFeeSecType) {
+RESULT ZULQueryImpl::QueryAccountTradeFee(const char* account_id,
+                                          ZUL_FeeSecType accountFeeSecType) {
     return KQZUL_QueryAccountTradeFee(m_handle, account_id, accountFeeSecType);
 }
 

@@ -132,8 +132,9 @@ RESULT KQZUL_QueryChangePassword(void* handle, const char* old_pwd, const char* 
 }
 
 RESULT KQZUL_QuerySymbolList(void* handle, char sec_type) {
-    return send_request<query_symbol_req>(handle, "query_symbol_req", ALL_GENERATIONS,
-                                          [sec_type](query_symbol_req& req) { req.m_sec_type = sec_type; });
+    return send_request<query_symbol_req>(
+        handle, "query_symbol_req", ALL_GENERATIONS,
+        [sec_type](query_symbol_req& req) { req.m_sec_type = sec_type; });
 }
 
 RESULT KQZUL_QueryUserAccount(void* handle) {
@@ -142,8 +143,8 @@ RESULT KQZUL_QueryUserAccount(void* handle) {
 }
 
 RESULT KQZUL_QueryAccountPosition(void* handle, const char* account_id, char sec_type) {
-    return send_account_type_request<query_account_position_req>(handle, "query_account_position_req",
-                                                                 account_id, sec_type);
+    return send_account_type_request<query_account_position_req>(
+        handle, "query_account_position_req", account_id, sec_type);
 }
 
 RESULT KQZUL_QueryComboPosition(void* handle, const char* account_id) {
@@ -170,13 +171,13 @@ RESULT KQZUL_QueryAccountBPDetail(void* handle, const char* account_id) {
 }
 
 RESULT KQZUL_QueryAccountCashInOut(void* handle, const char* account_id) {
-    return send_account_request<query_cash_inout_req>(handle, "query_cash_inout_req", ALL_GENERATIONS,
-                                                      account_id);
+    return send_account_request<query_cash_inout_req>(handle, "query_cash_inout_req",
+                                                      ALL_GENERATIONS, account_id);
 }
 
 RESULT KQZUL_QueryAccountTradeMargin(void* handle, const char* accountt_id) {
-    return send_account_request<query_account_margin>(handle, "query_account_margin", ALL_GENERATIONS,
-                                                      accountt_id);
+    return send_account_request<query_account_margin>(handle, "query_account_margin",
+                                                      ALL_GENERATIONS, accountt_id);
 }
 
 RESULT KQZUL_QueryAccountTradeFee(void* handle, const char* accountt_id,
@@ -191,8 +192,8 @@ RESULT KQZUL_QueryAccountOrder(void* handle, const char* accountt_id, char sec_t
 }
 
 RESULT KQZUL_QueryAccountArbiOrder(void* handle, const char* account_id) {
-    return send_account_request<rewind_account_arbi_order_req>(handle, "rewind_account_order_arbi_req",
-                                                               NOT_ON_HV27, account_id);
+    return send_account_request<rewind_account_arbi_order_req>(
+        handle, "rewind_account_order_arbi_req", NOT_ON_HV27, account_id);
 }
 
 RESULT KQZUL_QueryAccountQuote(void* handle, const char* account_id, char sec_type) {
@@ -202,14 +203,13 @@ RESULT KQZUL_QueryAccountQuote(void* handle, const char* account_id, char sec_ty
 
 RESULT KQZUL_QueryAccountOrderExecution(void* handle, const char* accountt_id, char sec_type,
                                         unsigned int rewind_flag) {
-    return send_request<rewind_account_exe_req>(handle, "rewind_account_exec_req", ALL_GENERATIONS,
-                                                [&](rewind_account_exe_req& req) {
-                                                    copy_api_str(req.m_account_id,
-                                                                 sizeof(req.m_account_id), accountt_id);
-                                                    req.m_sec_type = sec_type;
-                                                    // Only the low byte travels.
-                                                    req.m_rewind_flag = rewind_flag & 0xff;
-                                                });
+    return send_request<rewind_account_exe_req>(
+        handle, "rewind_account_exec_req", ALL_GENERATIONS, [&](rewind_account_exe_req& req) {
+            copy_api_str(req.m_account_id, sizeof(req.m_account_id), accountt_id);
+            req.m_sec_type = sec_type;
+            // Only the low byte travels.
+            req.m_rewind_flag = rewind_flag & 0xff;
+        });
 }
 
 // The record has no field for a symbol or an exchange: both are ignored.
@@ -221,8 +221,8 @@ RESULT KQZUL_QueryAccountRiskData(void* handle, const char* account_id, const ch
 
 // The symbol goes into the record's symbol field, so a caller can ask for one
 // symbol; the record has no field for an exchange.
-RESULT KQZUL_QueryAccountSymbolRiskData(void* handle, const char* accountt_id, const char* symbol_id,
-                                        int /*exch_id*/) {
+RESULT KQZUL_QueryAccountSymbolRiskData(void* handle, const char* accountt_id,
+                                        const char* symbol_id, int /*exch_id*/) {
     return send_request<account_symbol_real_data_req>(
         handle, "account_symbol_real_data_req", ALL_GENERATIONS,
         [&](account_symbol_real_data_req& req) {
