@@ -16,6 +16,7 @@
 #include <unordered_map>
 
 #include "ZulQuerySession.h"
+#include "tools/signals_held.h"
 #include "zul_sim.h"
 #include "zulq_records.h"
 
@@ -26,26 +27,6 @@ using zulq::record_desc;
 using zulq::RecordDesc;
 
 namespace {
-
-// Blocks the asynchronous signals in this thread while the simulator's threads start and
-// inherit the mask: Ctrl-C then reaches Python's own threads only. (The session layer does
-// the same for the library's threads.)
-class SignalsHeld {
-public:
-    SignalsHeld() {
-        sigset_t all;
-        sigfillset(&all);
-        for (int sync : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
-            sigdelset(&all, sync);
-        pthread_sigmask(SIG_BLOCK, &all, &m_old);
-    }
-    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-    sigset_t m_old;
-};
 
 // ---- Records ----
 
@@ -344,7 +325,9 @@ public:
         bool started;
         {
             py::gil_scoped_release nogil;
-            SignalsHeld held;  // the simulator's threads take no signal
+            // The simulator's threads inherit the mask: Ctrl-C reaches Python's own
+            // threads only.
+            VORTANE::TOOLS::signals_held held;
             started = m_sim.start(&error);
         }
         if (!started)

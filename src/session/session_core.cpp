@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "session/session_words.h"
+#include "tools/signals_held.h"
 
 namespace zulquery {
 namespace detail {
@@ -72,24 +73,6 @@ std::string resolve(const std::string& host) {
     freeaddrinfo(found);
     return ip;
 }
-
-// Blocks the asynchronous signals of the calling thread for its life.
-class SignalsHeld {
-public:
-    SignalsHeld() {
-        sigset_t all;
-        sigfillset(&all);
-        for (int sync : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
-            sigdelset(&all, sync);
-        pthread_sigmask(SIG_BLOCK, &all, &m_old);
-    }
-    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-    sigset_t m_old;
-};
 
 std::string seconds(double s) {
     char text[32];
@@ -297,7 +280,7 @@ void SessionCore::connect() {
     {
         // The library's threads start here and inherit this mask: signals stay with the
         // caller's threads (a Ctrl-C handler, a thread that waits for SIGTERM).
-        SignalsHeld held;
+        VORTANE::TOOLS::signals_held held;
         // The connect's own errno survives the library's clean-up after a failure.
         errno = 0;
         r = KQZUL_ConnQueryServer(m_handle, server);

@@ -16,6 +16,7 @@
 
 #include "sim_builders.h"
 #include "support/e2e_client.h"
+#include "support/zulq_run.h"
 
 namespace {
 
@@ -66,47 +67,7 @@ struct Server {
     zulsim::Simulator sim;
 };
 
-// JSON lines read back, column -> cell; a string value keeps its opening quote.
-using Row = std::map<std::string, std::string>;
-
-// A JSON string from its opening quote at i to behind its closing one, unescaped.
-std::string json_text(const std::string& l, size_t& i) {
-    std::string s;
-    for (++i; i < l.size() && l[i] != '"'; ++i) {
-        if (l[i] == '\\' && l[++i] == 'u') {
-            s += static_cast<char>(std::stoi(l.substr(i + 1, 4), nullptr, 16));
-            i += 4;
-        } else {
-            s += l[i];
-        }
-    }
-    return ++i, s;
-}
-
-std::vector<Row> parse_json(const std::string& out) {
-    std::vector<Row> rows;
-    for (const std::string& l : split_lines(out)) {
-        EXPECT_TRUE(l.front() == '{' && l.back() == '}') << l;
-        rows.emplace_back();
-        for (size_t i = 1; i + 1 < l.size(); ++i) {  // i at a key, then behind a comma
-            const std::string key = json_text(l, i);
-            const bool text = l[++i] == '"';
-            rows.back()[key] =
-                text ? '"' + json_text(l, i) : l.substr(i, l.find_first_of(",}", i) - i);
-            i = text ? i : l.find_first_of(",}", i);
-        }
-    }
-    return rows;
-}
-
-std::string utc(unsigned long long t) {
-    const time_t s = static_cast<time_t>(t >> 32);
-    tm c;
-    char out[64];
-    const size_t n = strftime(out, sizeof(out), "%Y-%m-%d %H:%M:%S", gmtime_r(&s, &c));
-    snprintf(out + n, sizeof(out) - n, ".%09u", static_cast<unsigned>(t));
-    return t == 0 ? "" : out;
-}
+using Row = json_row;
 
 // Checks a row against `keys`: "Column=field" (of the wire record r), "Column=field/N" (a text
 // the public record cuts to N), "Column=field@" (a time), "Column:value" (made up).
@@ -135,7 +96,7 @@ void check(const Row& row, const std::string& keys, const zulsim::RecordInfo& in
                                                          : std::stoul(w.substr(cut + 1))))
                    : f->kind == zulsim::FieldKind::signed_int
                        ? std::to_string(static_cast<long long>(u << shift) >> shift)
-                   : f->kind != zulsim::FieldKind::real ? (quoted ? utc(u) : std::to_string(u))
+                   : f->kind != zulsim::FieldKind::real ? (quoted ? utc_text(u) : std::to_string(u))
                    : strtod(cell->second.c_str(), nullptr) == d ? cell->second
                                                                 : std::to_string(d);
         }
@@ -201,7 +162,7 @@ TEST_P(ZulqCommand, PrintsWhatTheServerSentInEveryFormat) {
     for (std::string kv; sent >> kv;)
         EXPECT_EQ(kv.substr(kv.find('=') + 1),
                   s.sim.requests().back().fields.at(kv.substr(0, kv.find('='))));
-    const std::vector<Row> rows = parse_json(o.out);
+    const std::vector<Row> rows = parse_json_rows(o.out);
     ASSERT_EQ(served.size(), rows.size()) << o.out;
     for (size_t i = 0; i < served.size(); ++i) {
         EXPECT_EQ(c.columns, rows[i].size()) << o.out;
@@ -306,7 +267,7 @@ TEST(Zulq, WatchPrintsPushedEventsUntilCountOrSigterm) {
             }
         });
         ASSERT_EQ(0, o.code) << o.err;
-        const std::vector<Row> rows = parse_json(o.out);
+        const std::vector<Row> rows = parse_json_rows(o.out);
         ASSERT_EQ(2u, rows.size()) << o.out;
         EXPECT_TRUE(rows[0].size() == 12 && rows[1].size() == 6)
             << "Event and the fields of ZUL_AccountBP, of ZUL_AccountCashInout:\n"
@@ -409,7 +370,7 @@ TEST(Zulq, PrintsRowsOfASlowAnswerAsTheyComeAndKeepsThemWhenStopped) {
             for (size_t i = 1; i < lines.size(); ++i)
                 EXPECT_EQ(20, std::count(lines[i].begin(), lines[i].end(), ',')) << lines[i];
         } else {
-            for (const Row& row : parse_json(o.out))
+            for (const Row& row : parse_json_rows(o.out))
                 EXPECT_EQ(21u, row.size());
         }
     }
@@ -468,7 +429,7 @@ TEST(Zulq, TimeoutIsTheLongestSilenceAndCutRunsKeepTheirRows) {
         });
         const Outcome o = s.run("--json orders ZQ7");
         EXPECT_EQ(2, o.code) << o.err;
-        const size_t rows = parse_json(o.out).size();
+        const size_t rows = parse_json_rows(o.out).size();
         EXPECT_TRUE(rows > 0 && rows <= 20) << o.out;
         EXPECT_NE(std::string::npos,
                   o.err.find("connection lost while waiting for the answer to orders; " +

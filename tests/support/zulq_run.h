@@ -44,9 +44,6 @@ inline std::string utc_text(unsigned long long t) {
     return out;
 }
 
-// One JSON object of a line: key -> value, a string value with its opening quote.
-using json_row = std::map<std::string, std::string>;
-
 inline std::string json_text_at(const std::string& l, size_t& i) {
     std::string s;
     for (++i; i < l.size() && l[i] != '"'; ++i) {
@@ -76,6 +73,17 @@ inline std::vector<std::vector<std::pair<std::string, std::string>>> parse_json_
             rows.back().emplace_back(key, std::move(value));
         }
     }
+    return rows;
+}
+
+// One JSON object of a line: key -> value, a string value with its opening quote.
+using json_row = std::map<std::string, std::string>;
+
+// The lines of parse_json_lines, each as a map.
+inline std::vector<json_row> parse_json_rows(const std::string& out) {
+    std::vector<json_row> rows;
+    for (auto& line : parse_json_lines(out))
+        rows.emplace_back(line.begin(), line.end());
     return rows;
 }
 
