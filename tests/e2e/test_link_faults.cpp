@@ -125,14 +125,24 @@ TEST(LinkFaults, EveryLogonAnsweredAndClosedInOneWriteIsFollowedByAReconnection)
 
 // --- connecting
 
+// A server whose accept queue is full: connects to it wait for an answer that never
+// comes, as to a host that is down.
+struct silent_server {
+    static zulsim::Options options() {
+        zulsim::Options o;
+        o.accept_mode = zulsim::AcceptMode::hold;
+        return o;
+    }
+    bool ready() { return sim.start() && sim.wait_for_hold(10s); }
+    scratch_dir dir;
+    zulsim::Simulator sim{options()};
+};
+
 // A listener that never accepts: the connect gives up within its bound.
 TEST(LinkFaults, ConnectToAServerThatNeverAnswersFailsWithinItsBound) {
-    scratch_dir dir;
-    zulsim::Options o;
-    o.accept_mode = zulsim::AcceptMode::hold;
-    zulsim::Simulator sim(o);
-    ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.wait_for_hold(10s));
+    silent_server server;
+    ASSERT_TRUE(server.ready());
+    zulsim::Simulator& sim = server.sim;
     void* h = KQZUL_CreateQuery(nullptr);
     const auto begin = clock_type::now();
     int reason = 0;
@@ -154,12 +164,9 @@ TEST(LinkFaults, ConnectToAServerThatNeverAnswersFailsWithinItsBound) {
 // A close from another thread ends a connect in progress at once, and does not wait
 // for it behind a lock.
 TEST(LinkFaults, CloseFromAnotherThreadInterruptsAConnectInProgress) {
-    scratch_dir dir;
-    zulsim::Options o;
-    o.accept_mode = zulsim::AcceptMode::hold;
-    zulsim::Simulator sim(o);
-    ASSERT_TRUE(sim.start());
-    ASSERT_TRUE(sim.wait_for_hold(10s));
+    silent_server server;
+    ASSERT_TRUE(server.ready());
+    zulsim::Simulator& sim = server.sim;
     void* h = KQZUL_CreateQuery(nullptr);
     auto connect =
         run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });

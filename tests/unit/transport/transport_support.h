@@ -99,18 +99,20 @@ inline std::string pattern(size_t n) {
     return s;
 }
 
+// Binds `fd` to an ephemeral port of 127.0.0.1 and returns the port.
+inline unsigned short bind_loopback(int fd) {
+    sockaddr_in addr = {};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof(addr);
+    bind(fd, reinterpret_cast<sockaddr*>(&addr), len);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+    return ntohs(addr.sin_port);
+}
+
 class loopback_server {
 public:
-    loopback_server() {
-        sockaddr_in addr = {};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof(addr);
-        bind(m_listener, reinterpret_cast<sockaddr*>(&addr), len);
-        listen(m_listener, 16);
-        getsockname(m_listener, reinterpret_cast<sockaddr*>(&addr), &len);
-        m_port = ntohs(addr.sin_port);
-    }
+    loopback_server() : m_port(bind_loopback(m_listener)) { listen(m_listener, 16); }
     ~loopback_server() {
         for (int fd : m_peers)
             close(fd);
@@ -163,15 +165,7 @@ inline std::string read_exact(int fd, size_t len) {
 // itself succeeds.
 class closed_port {
 public:
-    closed_port() {
-        sockaddr_in addr = {};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof(addr);
-        bind(m_fd, reinterpret_cast<sockaddr*>(&addr), len);
-        getsockname(m_fd, reinterpret_cast<sockaddr*>(&addr), &len);
-        m_port = ntohs(addr.sin_port);
-    }
+    closed_port() : m_port(bind_loopback(m_fd)) {}
     ~closed_port() { close(m_fd); }
     closed_port(const closed_port&) = delete;
     closed_port& operator=(const closed_port&) = delete;
