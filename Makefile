@@ -3,7 +3,7 @@ JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 CTEST   := ctest --output-on-failure -j $(JOBS)
 CONFIG   = cmake -S . -B $(1) -G Ninja -DCMAKE_BUILD_TYPE=$(2) -DZULQUERY_WERROR=ON $(3)
 
-.PHONY: all deps build build-clang test test-asan test-tsan demo bench install clean format
+.PHONY: all deps build build-clang test test-asan test-tsan demo bench install clean format format-check
 
 all: build
 
@@ -50,6 +50,10 @@ install: build
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+# Fails when a tracked source differs from .clang-format.
+format-check:
+	git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
 
 clean:
 	rm -rf build build-asan build-tsan build-bench build-clang

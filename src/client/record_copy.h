@@ -10,7 +10,9 @@
 
 namespace record_copy {
 
-constexpr size_t min_of(size_t a, size_t b) { return a < b ? a : b; }
+constexpr size_t min_of(size_t a, size_t b) {
+    return a < b ? a : b;
+}
 
 // Account copy: the 16 wire bytes as they are, then a terminator in the 17th.
 template <size_t N, size_t M>

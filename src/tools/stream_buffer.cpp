@@ -9,7 +9,8 @@ namespace TOOLS {
 stream_buffer::stream_buffer(unsigned int size)
     : m_ptr_data(nullptr), m_begin_pos(0), m_end_pos(0), m_buf_len(0) {
     m_ptr_data = static_cast<char*>(malloc(size));
-    if (m_ptr_data != nullptr) m_buf_len = size;
+    if (m_ptr_data != nullptr)
+        m_buf_len = size;
 }
 
 stream_buffer::~stream_buffer() {
@@ -28,7 +29,8 @@ bool stream_buffer::push_data(const char* pData, size_t nLen) {
     const size_t data_len = m_end_pos - m_begin_pos;
     if (m_buf_len - m_end_pos >= nLen) {
         // An empty append always ends here, also on a buffer without a block.
-        if (nLen > 0) mem_copy(m_ptr_data + m_end_pos, pData, nLen);
+        if (nLen > 0)
+            mem_copy(m_ptr_data + m_end_pos, pData, nLen);
         m_end_pos += nLen;
         return true;
     }
@@ -36,8 +38,10 @@ bool stream_buffer::push_data(const char* pData, size_t nLen) {
         compact();
     } else {
         size_t new_len = m_buf_len * 2;
-        if (data_len + nLen > new_len) new_len = data_len + nLen;
-        if (!grow(new_len)) return false;
+        if (data_len + nLen > new_len)
+            new_len = data_len + nLen;
+        if (!grow(new_len))
+            return false;
     }
     mem_copy(m_ptr_data + m_end_pos, pData, nLen);
     m_end_pos += nLen;
@@ -46,14 +50,16 @@ bool stream_buffer::push_data(const char* pData, size_t nLen) {
 
 size_t stream_buffer::get_reserve_len() {
     mutex_locker guard(m_locker);
-    if (m_end_pos != m_buf_len) return m_buf_len - m_end_pos;
+    if (m_end_pos != m_buf_len)
+        return m_buf_len - m_end_pos;
     if (m_begin_pos != 0) {
         compact();
         return m_buf_len - m_end_pos;
     }
     // Full of unread bytes: double the block. A block of 0 cannot be doubled, and
     // a failed allocation leaves the buffer as it was, with no room to offer.
-    if (m_buf_len == 0 || !grow(m_buf_len * 2)) return 0;
+    if (m_buf_len == 0 || !grow(m_buf_len * 2))
+        return 0;
     return m_buf_len - m_end_pos;
 }
 
@@ -66,7 +72,8 @@ size_t stream_buffer::fill_reserve_len(size_t len) {
 bool stream_buffer::pop_data(size_t nLen) {
     mutex_locker guard(m_locker);
     m_begin_pos += nLen;
-    if (m_begin_pos == m_end_pos) m_begin_pos = m_end_pos = 0;
+    if (m_begin_pos == m_end_pos)
+        m_begin_pos = m_end_pos = 0;
     return true;
 }
 
@@ -83,16 +90,19 @@ void stream_buffer::clear() {
 
 void stream_buffer::compact() {
     const size_t data_len = m_end_pos - m_begin_pos;
-    if (m_begin_pos != 0 && data_len > 0) mem_copy(m_ptr_data, m_ptr_data + m_begin_pos, data_len);
+    if (m_begin_pos != 0 && data_len > 0)
+        mem_copy(m_ptr_data, m_ptr_data + m_begin_pos, data_len);
     m_begin_pos = 0;
     m_end_pos = data_len;
 }
 
 bool stream_buffer::grow(size_t new_len) {
     char* block = static_cast<char*>(malloc(new_len));
-    if (block == nullptr) return false;
+    if (block == nullptr)
+        return false;
     const size_t data_len = m_end_pos - m_begin_pos;
-    if (data_len > 0) mem_copy(block, m_ptr_data + m_begin_pos, data_len);
+    if (data_len > 0)
+        mem_copy(block, m_ptr_data + m_begin_pos, data_len);
     free(m_ptr_data);
     m_ptr_data = block;
     m_buf_len = new_len;
