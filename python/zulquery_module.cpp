@@ -329,6 +329,14 @@ public:
             // threads only.
             VORTANE::TOOLS::signals_held held;
             started = m_sim.start(&error);
+            // Held connects: start returns once a connect would hang, so that the
+            // caller's first connect meets the fault.
+            if (started && o.accept_mode == zulsim::AcceptMode::hold &&
+                !m_sim.wait_for_hold(std::chrono::seconds(10))) {
+                m_sim.stop();
+                started = false;
+                error = "the listener's queue did not fill";
+            }
         }
         if (!started)
             throw std::runtime_error("the simulator did not start: " + error);
@@ -368,7 +376,8 @@ std::unique_ptr<PySimulator> make_simulator(
     std::optional<std::string> data, std::optional<long> push_interval_ms,
     std::optional<std::string> write_mode, std::optional<long> pause_ms,
     std::optional<size_t> drop_after_bytes, std::optional<size_t> drop_after_messages,
-    std::optional<uint16_t> drop_on_request, bool close_on_accept,
+    std::optional<uint16_t> drop_on_request, bool close_on_accept, bool hold_connects,
+    bool stop_reading, bool close_after_logon, std::optional<size_t> flood_rate,
     std::vector<uint16_t> no_answer) {
     zulsim::Options o;
     o.port = static_cast<uint16_t>(port);
@@ -400,8 +409,19 @@ std::unique_ptr<PySimulator> make_simulator(
         o.drop_after_messages = *drop_after_messages;
     if (drop_on_request)
         o.drop_on_request = *drop_on_request;
+    if (close_on_accept && hold_connects)
+        throw py::value_error("close_on_accept and hold_connects: one way to accept at a time");
     if (close_on_accept)
         o.accept_mode = zulsim::AcceptMode::close_at_once;
+    if (hold_connects)
+        o.accept_mode = zulsim::AcceptMode::hold;
+    o.stop_reading = stop_reading;
+    o.close_after_logon = close_after_logon;
+    if (flood_rate) {
+        if (*flood_rate == 0)
+            throw py::value_error("flood_rate: bytes per second, more than 0");
+        o.flood_rate = *flood_rate;
+    }
     o.unanswered.insert(no_answer.begin(), no_answer.end());
     return std::make_unique<PySimulator>(std::move(o), data.value_or(""));
 }
@@ -639,7 +659,9 @@ PYBIND11_MODULE(_zulquery, m) {
              py::arg("refuse"), py::arg("exec_ex"), py::arg("records"), py::arg("data"),
              py::arg("push_interval_ms"), py::arg("write_mode"), py::arg("pause_ms"),
              py::arg("drop_after_bytes"), py::arg("drop_after_messages"),
-             py::arg("drop_on_request"), py::arg("close_on_accept"), py::arg("no_answer"))
+             py::arg("drop_on_request"), py::arg("close_on_accept"), py::arg("hold_connects"),
+             py::arg("stop_reading"), py::arg("close_after_logon"), py::arg("flood_rate"),
+             py::arg("no_answer"))
         .def("start", &PySimulator::start)
         .def("stop", &PySimulator::stop)
         .def_property_readonly("port", [](PySimulator& s) { return s.sim().port(); })

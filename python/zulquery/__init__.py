@@ -104,20 +104,26 @@ class Simulator:
     (a logon result), version_flag, password_md5, refuse ({request id: error id}),
     exec_ex, records (every stream with this many generated records), data (a data file),
     push_interval_ms, write_mode ("whole", "byte", "split:K", "chunks:N", "coalesce"),
-    pause_ms, drop_after_bytes, drop_after_messages, drop_on_request, close_on_accept and
-    no_answer (request ids never answered: a silent server).
+    pause_ms, drop_after_bytes, drop_after_messages, drop_on_request, close_on_accept,
+    hold_connects (never accept: connects hang until they give up; start() returns once
+    they do), stop_reading (read nothing from clients: their requests pile up),
+    close_after_logon (answer every logon and end the connection in the same write),
+    flood_rate (after logon, BP reports at about this many bytes per second) and no_answer
+    (request ids never answered: a silent server).
     """
 
     def __init__(self, *, port=0, hv27=False, user_id=None, refuse_logon=None,
                  version_flag=None, password_md5=None, refuse=None, exec_ex=False,
                  records=None, data=None, push_interval_ms=None, write_mode=None,
                  pause_ms=None, drop_after_bytes=None, drop_after_messages=None,
-                 drop_on_request=None, close_on_accept=False, no_answer=()):
+                 drop_on_request=None, close_on_accept=False, hold_connects=False,
+                 stop_reading=False, close_after_logon=False, flood_rate=None, no_answer=()):
         self._sim = _zulquery._Simulator(
             port, hv27, user_id, refuse_logon, version_flag, password_md5, dict(refuse or {}),
             exec_ex, records, None if data is None else str(data), push_interval_ms,
             write_mode, pause_ms, drop_after_bytes, drop_after_messages, drop_on_request,
-            close_on_accept, list(no_answer))
+            close_on_accept, hold_connects, stop_reading, close_after_logon, flood_rate,
+            list(no_answer))
         self._running = False
 
     def start(self):

@@ -183,6 +183,38 @@ TEST(LinkFaults, CloseFromAnotherThreadInterruptsAConnectInProgress) {
     KQZUL_DestroyQuery(h);
 }
 
+// A destroy from another thread ends the caller's own connect in progress: it does not
+// wait for the connect's bound, and the connect returns 1 without touching the client
+// after the destroy has freed it.
+TEST(LinkFaults, DestroyFromAnotherThreadEndsAConnectInProgress) {
+    silent_server server;
+    ASSERT_TRUE(server.ready());
+    zulsim::Simulator& sim = server.sim;
+    static std::atomic<bool> destroyed;
+    static std::atomic<int> late_events;
+    destroyed = false;
+    late_events = 0;
+    void* h = KQZUL_CreateQuery(nullptr);
+    KQZUL_SetQueryConnectionEvent(h, [](void*, ERR_NO, const char*) { late_events += destroyed; });
+    auto connect =
+        run_in_background([&] { return KQZUL_ConnQueryServer(h, server_at(sim.port())); });
+    ASSERT_TRUE(wait_until([&] { return connects_in_progress(sim.port()) == 1; }));
+    const auto begin = clock_type::now();
+    auto destroy = run_in_background([&] {
+        const RESULT r = KQZUL_DestroyQuery(h);
+        destroyed = true;
+        return r;
+    });
+    ASSERT_TRUE(destroy.done(30s)) << "the destroy waits for the connect";
+    const double destroy_took = seconds_since(begin);
+    EXPECT_EQ(ZUL_RESULT_OK, destroy.get());
+    ASSERT_TRUE(connect.done(30s));
+    EXPECT_EQ(ZUL_RESULT_CONN_FAILED, connect.get());
+    // Well inside the connect's own bound of 5 s.
+    EXPECT_LT(destroy_took, 3.0);
+    EXPECT_EQ(0, late_events.load());
+}
+
 // The reconnect thread's attempt towards a server that has stopped answering is
 // bounded and is ended by a destroy.
 TEST(LinkFaults, DestroyEndsTheReconnectThreadsConnectAttempt) {
@@ -366,36 +398,57 @@ TEST(LinkFaults, CloseOfAQuietConnectionDoesNotWaitForTheEventLoop) {
     EXPECT_EQ(1u, s.rec().count_conn(ZUL_CONN_LOCAL_DISCONNECTED));
 }
 
-// A flood into a slow callback: the close returns promptly whatever is queued, and no
-// record arrives after it.
-TEST(LinkFaults, CloseReturnsPromptlyBehindABacklogAndNoRecordFollowsIt) {
+// A flood into a slow callback: a close, or a destroy, from another thread returns
+// promptly whatever is queued. No record arrives after a close returns; nothing at all
+// after a destroy returns.
+enum class ending { close, destroy };
+
+class EndBehindABacklog : public ::testing::TestWithParam<ending> {};
+
+TEST_P(EndBehindABacklog, ReturnsPromptlyAndNothingFollowsIt) {
+    const bool destroy = GetParam() == ending::destroy;
     zulsim::Options o;
     o.flood_rate = 4 << 20;
     sim_session s(o);
-    static std::atomic<bool> closed;
-    static std::atomic<int> reports, late;
-    closed = false;
-    reports = late = 0;
+    static std::atomic<bool> ended;
+    static std::atomic<int> reports, late_records, late_events;
+    ended = false;
+    reports = late_records = late_events = 0;
     KQZUL_ReportAccountBPEvent(s.handle(), [](void*, const char*, ZUL_AccountBP*) {
-        late += closed.load();
+        late_records += ended.load();
         ++reports;
         usleep(1000);
     });
     s.connect_and_logon();
+    // Only the destroy promises silence on every callback, the connection's too.
+    if (destroy)
+        KQZUL_SetQueryConnectionEvent(s.handle(), [](void* h, ERR_NO code, const char* text) {
+            late_events += ended.load();
+            recorder::record_conn(h, code, text);
+        });
     // Let a backlog build up: the flood brings far more than the callback takes.
     ASSERT_TRUE(wait_until([&] { return s.sim().stats().bytes > (3u << 20); }, 30s));
+    void* h = destroy ? s.release() : s.handle();
     const auto begin = clock_type::now();
-    auto close = run_in_background([&] {
-        RESULT r = KQZUL_DisConnQueryServer(s.handle());
-        closed = true;
+    auto end = run_in_background([&] {
+        RESULT r = destroy ? KQZUL_DestroyQuery(h) : KQZUL_DisConnQueryServer(h);
+        ended = true;
         return r;
     });
-    ASSERT_TRUE(close.done(60s));
-    EXPECT_LT(seconds_since(begin), 5.0) << "the close delivered the backlog first";
-    std::this_thread::sleep_for(50ms);  // a window in which a late record would come
-    EXPECT_EQ(0, late.load());
+    ASSERT_TRUE(end.done(60s));
+    EXPECT_EQ(ZUL_RESULT_OK, end.get());
+    EXPECT_LT(seconds_since(begin), 5.0) << "the backlog was delivered first";
+    std::this_thread::sleep_for(50ms);  // a window in which a late callback would come
+    EXPECT_EQ(0, late_records.load());
+    EXPECT_EQ(0, late_events.load());
     EXPECT_GT(reports.load(), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(CloseAndDestroy, EndBehindABacklog,
+                         ::testing::Values(ending::close, ending::destroy),
+                         [](const ::testing::TestParamInfo<ending>& info) {
+                             return info.param == ending::close ? "Close" : "Destroy";
+                         });
 
 // --- addresses and descriptors
 

@@ -345,7 +345,7 @@ TEST(Zulq, PrintsRowsOfASlowAnswerAsTheyComeAndKeepsThemWhenStopped) {
     const struct {
         const char* format;
         int signal;
-    } runs[] = {{"--csv", SIGINT}, {"--json", SIGTERM}, {"", SIGINT}};
+    } runs[] = {{"--csv", SIGINT}, {"--json", SIGTERM}, {"", SIGINT}, {"--vertical", SIGTERM}};
     for (const auto& r : runs) {
         size_t written = 0;
         const Outcome o = s.run(std::string("orders ZQ7 ") + r.format, kPassword, [&](int pid) {
@@ -369,6 +369,18 @@ TEST(Zulq, PrintsRowsOfASlowAnswerAsTheyComeAndKeepsThemWhenStopped) {
             EXPECT_EQ(0u, lines[0].find("Userid,Timestamp,"));
             for (size_t i = 1; i < lines.size(); ++i)
                 EXPECT_EQ(20, std::count(lines[i].begin(), lines[i].end(), ',')) << lines[i];
+        } else if (r.format[2] == 'v') {
+            // Records apart by a blank line, each whole: one line per column.
+            size_t fields = 0;
+            for (const std::string& l : lines) {
+                if (l.empty()) {
+                    EXPECT_EQ(21u, fields);
+                    fields = 0;
+                } else if (fields++ == 0) {
+                    EXPECT_EQ(0u, l.find("Userid ")) << l;
+                }
+            }
+            EXPECT_EQ(21u, fields) << "the last record cut short";
         } else {
             for (const Row& row : parse_json_rows(o.out))
                 EXPECT_EQ(21u, row.size());

@@ -66,3 +66,17 @@ def test_every_query_as_zulq_prints_it(hv27, tmp_path):
                         assert want.startswith(got), (command, name)
                     else:
                         assert got == want, (command, name)
+
+
+def test_change_password_as_zulq_does_it(tmp_path):
+    # No records to compare: both succeed on the same simulator and send it the same request.
+    # zulq first: it logs on with the password the change then replaces.
+    with zulquery.Simulator() as sim, \
+            zulquery.connect("127.0.0.1", sim.port, user=USER, password=PASSWORD) as s:
+        status, printed = zulq_json(sim.port, f"change-password {PASSWORD} newpass99", tmp_path)
+        assert (status, printed) == (0, [{"Result": 0}])
+        assert s.change_password(PASSWORD, "newpass99") is None
+        changes = [fields for rid, _, fields in sim.requests() if rid == 69]
+        assert len(changes) == 2
+        by_zulq, by_package = changes
+        assert by_package == by_zulq
