@@ -322,8 +322,10 @@ void SessionCore::logon(const std::string& user, const std::string& password) {
                     "the logon could not be sent: " + result_words(r) + " (result " +
                         std::to_string(r) + ")");
     std::unique_lock<std::mutex> lock(m_mutex);
+    // A server may answer and close in one write: the end can be told before the answer
+    // has passed the receive thread, which then still delivers it.
     const Stop s = wait(lock, Mark{begun.interrupts, begun.closes, sent.losses}, silence_deadline(),
-                        Clock::duration::zero(), [&] { return m_logons != answers; });
+                        kLossGrace, [&] { return m_logons != answers; });
     if (s != Stop::ready) {
         lock.unlock();
         fail(s, "the logon answer", 0);

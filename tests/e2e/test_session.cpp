@@ -475,6 +475,23 @@ TEST(Session, AutoReconnectLogsOnAgain) {
     EXPECT_EQ(2u, logons);
 }
 
+// A logon answered and closed in one write: the end may be told before the answer has
+// passed the library's receive thread. The logon is still taken, and the loss is the
+// next query's.
+TEST(Session, LogonAnsweredAndClosedInOneWriteIsTakenAndTheLossIsTheNextQuerys) {
+    Bench b([](zulsim::Options& o) { o.close_after_logon = true; });
+    for (int round = 0; round < 20; ++round) {
+        auto s = b.session();
+        ASSERT_NO_THROW(s->logon(kUser, kPassword)) << "round " << round;
+        try {
+            s->accounts();
+            ADD_FAILURE() << "round " << round << ": an answer over a closed link";
+        } catch (const zulquery::Error& e) {
+            EXPECT_EQ(Kind::connection_lost, e.kind()) << e.what();
+        }
+    }
+}
+
 // Sessions in threads of their own, each with its own answers.
 TEST(Session, ManySessionsInThreads) {
     Bench b([](zulsim::Options& o) { o.bulk_records = 300; });
