@@ -212,7 +212,20 @@ __attribute__((noinline)) void trace_message(CQueryClient& client, const unsigne
 
 void CQueryClient::dispatch_received(socket_param& out) {
     const unsigned char* pAddr = reinterpret_cast<const unsigned char*>(out.get_buff_addr());
-    out.set_proc_len(run_message_loop(*this, pAddr, out.get_buff_size()));
+    const unsigned int nLen = out.get_buff_size();
+    const unsigned int nProcCount = run_message_loop(*this, pAddr, nLen);
+    out.set_proc_len(nProcCount);
+    // The size of the message cut behind them: the transport joins just the bytes that
+    // complete it to the held part, and offers what follows where it lies.
+    if (nProcCount < nLen)
+        out.set_need_len(message_size(pAddr + nProcCount, nLen - nProcCount));
+}
+
+unsigned int CQueryClient::message_size(const unsigned char* p_data, unsigned int nLen) {
+    if (nLen < 2)
+        return 0;
+    const dispatch_row* row = find_row(read_msg_id(p_data, nLen), m_bHv27Server);
+    return row != nullptr ? row->size : 0;
 }
 
 int CQueryClient::ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen) {

@@ -98,7 +98,9 @@ socket_client::socket_client()
       m_link_failed(false),
       m_wait_notice(nullptr),
       m_wait_notice_param(nullptr),
-      m_event_threads(0) {}
+      m_event_threads(0),
+      m_connected_mirror(nullptr),
+      m_connected_tag(0) {}
 
 socket_client::~socket_client() {
     end_event_thread();
@@ -116,6 +118,23 @@ void socket_client::end_event_thread() {
 void socket_client::set_wait_notice(wait_notice_fun fun, void* param) {
     m_wait_notice_param.store(param);
     m_wait_notice.store(fun);
+}
+
+void socket_client::set_connected_mirror(std::atomic<unsigned>* word, unsigned tag) {
+    m_connected_mirror = word;
+    m_connected_tag = tag;
+}
+
+void socket_client::set_connected(bool connected) {
+    m_connected.store(connected);
+    if (m_connected_mirror == nullptr)
+        return;
+    unsigned seen = m_connected_mirror->load();
+    const unsigned want = m_connected_tag * 2 + (connected ? 1 : 0);
+    // Fails, and leaves the word alone, once the owner has given it another tag.
+    while (seen / 2 == m_connected_tag && seen != want &&
+           !m_connected_mirror->compare_exchange_weak(seen, want)) {
+    }
 }
 
 void socket_client::call_wait_notice() {
@@ -183,7 +202,7 @@ bool socket_client::init_connection(const std::string& server_ip, unsigned short
     m_caller = user_param;
     m_ip = server_ip;
     m_port = server_port;
-    m_connected.store(false);
+    set_connected(false);
     m_link_failed.store(false);
     m_read_paused.store(false);
     int sock = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -204,7 +223,7 @@ bool socket_client::open_connection(int sock, const std::string* local_ip,
     sockaddr_in server = make_ipv4_addr(m_ip, m_port);
     if (!connect_within(sock, server, CONNECT_TIMEOUT_MS))
         return false;
-    m_connected.store(true);
+    set_connected(true);
     if (!set_sock_options(sock))
         return false;
     int epoll_handle = epoll_create1(EPOLL_CLOEXEC);
@@ -274,7 +293,7 @@ bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned s
 
 void socket_client::abandon_connection() {
     close_descriptors();
-    m_connected.store(false);
+    set_connected(false);
 }
 
 void socket_client::close_descriptors() {
@@ -366,7 +385,13 @@ void* socket_client::on_event_client_thread() {
     epoll_event events[WAKE_EVENTS_AT_ONCE];
     bool ending = false;
     while (!ending) {
-        int n = epoll_wait(epoll_handle, events, WAKE_EVENTS_AT_ONCE, m_max_wait_time.load());
+        // Departure: no time limit, whatever m_max_wait_time says. Everything the loop
+        // must see (a close, an interrupt, a failed link) writes the end latch, which is
+        // in the set: a periodic wake-up would find nothing to do, and cost a quiet
+        // connection its processor time. Only without a latch (no eventfd could be
+        // made) does the loop look at its quit flag every m_max_wait_time.
+        const int wait_ms = m_end_fd != -1 ? -1 : m_max_wait_time.load();
+        int n = epoll_wait(epoll_handle, events, WAKE_EVENTS_AT_ONCE, wait_ms);
         if (n < 0)
             proc_thread_error(errno);
         for (int i = 0; i < n && !ending; ++i) {
@@ -416,13 +441,13 @@ bool socket_client::proc_event(epoll_event* events, int event_num) {
 }
 
 bool socket_client::event_client_connect() {
-    m_connected.store(true);
+    set_connected(true);
     report_user(EVENT_CONNECT, 0, nullptr, 0, 0);
     return true;
 }
 
 bool socket_client::event_client_disconnect(bool locale_flag) {
-    m_connected.store(false);
+    set_connected(false);
     report_user(locale_flag ? EVENT_LOCALE_DISCONNECT : EVENT_REMOTE_DISCONNECT, 0, nullptr, 0, 0);
     return true;
 }
@@ -444,9 +469,14 @@ bool socket_client::event_client_receive() {
         report_user(EVENT_RECEIVE, 0, m_line, static_cast<unsigned int>(n), sock);
         return true;
     }
+    return read_outcome(n, errno);
+}
+
+bool socket_client::read_outcome(ssize_t n, int err) {
+    if (n > 0)
+        return true;
     if (n == 0)
         return false;
-    int err = errno;
     // Nothing there after all, or a signal came first: wait for the next wake-up.
     if (err == EAGAIN || err == EWOULDBLOCK || err == EINTR)
         return true;

@@ -6,9 +6,8 @@
 
 namespace {
 
-// A long sleep is cut into steps of this length so that a stop or pause ends it
-// within one step.
-const int LONG_SLEEP_STEP_MICRO_SEC = 10000;
+// Sleeps up to this long are whole milliseconds, truncated.
+const int SHORT_SLEEP_LIMIT_MICRO_SEC = 10000;
 // How often start, pause and stop look at the status while they wait for the worker.
 const unsigned int STATUS_POLL_MILLI_SEC = 1;
 
@@ -237,16 +236,12 @@ void vortane_socket_thread::thread_sleep() {
         break_sleep(m_i_wait_micro_sec.load());
 }
 
+// Departure: a long sleep is one wait, not steps of 10 ms that look at the status
+// after each. Start, pause and stop wake the sleeper, so it sees them at once rather
+// than within a step, and an idle worker no longer wakes a hundred times a second.
 void vortane_socket_thread::break_sleep(int micro_sec) {
-    if (micro_sec > LONG_SLEEP_STEP_MICRO_SEC) {
-        while (micro_sec > 0) {
-            socket_thread_status status = m_enum_status.load();
-            if (status != THREAD_RUN && status != THREAD_INIT && status != THREAD_PAUSED)
-                return;
-            if (sleep_unless_woken(LONG_SLEEP_STEP_MICRO_SEC))
-                return;
-            micro_sec -= LONG_SLEEP_STEP_MICRO_SEC;
-        }
+    if (micro_sec < 0 || micro_sec > SHORT_SLEEP_LIMIT_MICRO_SEC) {
+        sleep_unless_woken(micro_sec);
         return;
     }
     // Between 1 and 10 ms the sleep is whole milliseconds, truncated.
@@ -257,9 +252,13 @@ void vortane_socket_thread::break_sleep(int micro_sec) {
 
 bool vortane_socket_thread::sleep_unless_woken(int micro_sec) {
     std::unique_lock<std::mutex> guard(m_wake_lock);
-    bool woken =
-        m_wake_cond.wait_for(guard, std::chrono::microseconds(micro_sec > 0 ? micro_sec : 0),
-                             [this] { return m_wake_pending; });
+    bool woken = true;
+    if (micro_sec < 0) {
+        m_wake_cond.wait(guard, [this] { return m_wake_pending; });
+    } else {
+        woken = m_wake_cond.wait_for(guard, std::chrono::microseconds(micro_sec),
+                                     [this] { return m_wake_pending; });
+    }
     m_wake_pending = false;
     return woken;
 }

@@ -34,8 +34,9 @@ enum socket_thread_status {
 // Runs one user function over and over on a detached thread, with a sleep between
 // passes. The status word is the control channel: start, pause and stop write a
 // request into it and the worker takes a pause or stop up only at the end of a pass
-// whose function returned 0. Nothing is joined. A sleep between passes can be cut
-// short with wake(), so that a producer need not wait for the sleeper's timer.
+// whose function returned 0. Nothing is joined. A sleep between passes is ended by
+// wake(), which start, pause and stop give as well, so that no one waits for the
+// sleeper's timer; with WAIT_UNTIL_WOKEN there is no timer at all.
 //
 // Ownership: the owner creates and destroys the object from its own threads, never
 // from the worker. The destructor stops the worker and waits until it has left.
@@ -43,6 +44,10 @@ class vortane_socket_thread {
 public:
     vortane_socket_thread();
     virtual ~vortane_socket_thread();
+
+    // A wait (set_thread_wait_micro_sec) with no time limit: the worker sleeps until
+    // woken, so an idle worker costs no wake-ups at all.
+    static constexpr int WAIT_UNTIL_WOKEN = -1;
 
     bool start();
     bool pause();
@@ -77,7 +82,8 @@ private:
     void run_loop();
     // Takes up a pending pause or stop after a pass; true when the worker must leave.
     bool end_of_pass();
-    // Sleeps up to micro_sec; true when a wake() ended the sleep.
+    // Sleeps up to micro_sec (without limit when negative); true when a wake() ended
+    // the sleep.
     bool sleep_unless_woken(int micro_sec);
     void clear_wake();
     // With `request` written, wakes the worker and waits until it has taken the
