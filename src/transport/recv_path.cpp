@@ -54,7 +54,7 @@ recv_path::recv_path(unsigned int hold_size)
     : m_pool(POOL_DEPTH),
       m_head(nullptr),
       m_tail(nullptr),
-      m_queued_bytes(0),
+      m_queued_chunks(0),
       m_hold_buf(hold_size),
       m_need(0) {}
 
@@ -79,16 +79,23 @@ void recv_path::free_chunk(recv_chunk* chunk) {
 }
 
 bool recv_path::push(recv_chunk* chunk) {
-    chunk->m_next = nullptr;
-    // Counted first: the consumer may take the chunk up before this returns.
-    m_queued_bytes.fetch_add(chunk->len());
+    return push(&chunk, 1);
+}
+
+bool recv_path::push(recv_chunk* const* chunks, int n) {
+    if (n <= 0)
+        return false;
+    for (int i = 0; i < n; ++i)
+        chunks[i]->m_next = i + 1 < n ? chunks[i + 1] : nullptr;
+    // Counted first: the consumer may take the chunks up before this returns.
+    m_queued_chunks.fetch_add(static_cast<size_t>(n));
     std::lock_guard<std::mutex> guard(m_queue_lock);
     const bool was_empty = m_head == nullptr;
     if (was_empty)
-        m_head = chunk;
+        m_head = chunks[0];
     else
-        m_tail->m_next = chunk;
-    m_tail = chunk;
+        m_tail->m_next = chunks[0];
+    m_tail = chunks[n - 1];
     return was_empty;
 }
 
@@ -113,8 +120,10 @@ void recv_path::put_back(recv_chunk* list) {
 }
 
 void recv_path::release(recv_chunk* chunk, const control* ctl) {
-    const size_t queued = m_queued_bytes.fetch_sub(chunk->len()) - chunk->len();
+    // Back in the pool before it leaves the count: a reader that sees room in the queue
+    // finds the chunk idle, and the pool never holds more than the queue's bound.
     m_pool.delete_data(chunk);
+    const size_t queued = m_queued_chunks.fetch_sub(1) - 1;
     if (ctl != nullptr && ctl->taken != nullptr)
         ctl->taken(ctl->param, queued);
 }
@@ -158,7 +167,7 @@ unsigned recv_path::feed(const char* data, size_t len, socket_event_callback fun
 
 void recv_path::clear() {
     discard();
-    m_queued_bytes.store(0);
+    m_queued_chunks.store(0);
     m_hold_buf.clear();
     m_need = 0;
 }

@@ -72,7 +72,7 @@ public:
     struct control {
         // False: end the drain now (a stop or pause is pending). Asked before every offer.
         bool (*may_go_on)(void* param);
-        // A chunk has been taken up, and `queued` bytes are still in the queue.
+        // A chunk has been taken up, and `queued` chunks are still in the queue.
         void (*taken)(void* param, size_t queued);
         // Keeps bytes in the hold buffer; false when memory fails. Null: push_data.
         bool (*hold)(void* param, VORTANE::TOOLS::stream_buffer& buffer, const char* data,
@@ -92,8 +92,11 @@ public:
     // Queues a filled chunk; true when the queue was empty, so that the consumer may
     // need a wake-up.
     bool push(recv_chunk* chunk);
-    // Bytes queued and not yet taken up.
-    size_t queued_bytes() const { return m_queued_bytes.load(); }
+    // Queues n filled chunks, in order, under one lock; true as push.
+    bool push(recv_chunk* const* chunks, int n);
+    // Chunks queued and not yet taken up: the memory they hold, whatever they carry,
+    // is what a bound on the queue must count.
+    size_t queued_chunks() const { return m_queued_chunks.load(); }
 
     // Consumer's side. Takes up every chunk queued, and those queued meanwhile, until
     // the queue is empty or `ctl` says stop.
@@ -129,7 +132,7 @@ private:
     std::mutex m_queue_lock;
     recv_chunk* m_head;
     recv_chunk* m_tail;
-    std::atomic<size_t> m_queued_bytes;
+    std::atomic<size_t> m_queued_chunks;
     // The consumer's alone.
     VORTANE::TOOLS::stream_buffer m_hold_buf;
     // What the user said the unit at the head of the hold buffer needs (0: unknown).

@@ -1,5 +1,6 @@
 #include "transport/socket_cache_client.h"
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,6 +53,7 @@ socket_cache_client::socket_cache_client(unsigned int size)
       m_auto_reconn_flag(false),
       m_server_port(-1),
       m_local_port(-1),
+      m_spare(),
       m_reconn_wait_micro_sec(DEFAULT_RECONN_WAIT_MICRO_SEC),
       m_hold_failed(false) {}
 
@@ -220,41 +222,78 @@ bool socket_cache_client::hold_bytes(VORTANE::TOOLS::stream_buffer& hold, const 
     return hold.push_data(data, len);
 }
 
-// Departure: the bytes go from the socket straight into a pooled chunk (no line buffer
-// between), and the thread reads until the socket is empty before it waits again.
+// Departure: the bytes go from the socket straight into pooled chunks, up to
+// CHUNKS_PER_READ with one read, and no line buffer lies between; the thread reads
+// until the socket is empty before it waits again.
 bool socket_cache_client::event_client_receive() {
+    // Closing (sock_close from a callback on this thread): nothing more is queued, the
+    // loop leaves at its next look.
+    if (m_thread_quit_flag.load())
+        return true;
     const int sock = m_socket.load();
+    const size_t most = BACKLOG_PAUSE_BYTES / recv_chunk::CAPACITY;
     for (int reads = 0; reads < READS_PER_WAKE; ++reads) {
-        recv_chunk* chunk = new_chunk();
-        if (chunk == nullptr) {
-            // The bytes stay in the socket, but nothing could ever read them.
-            log_msg("receive buffer could not be stored, connection closed\n");
-            return false;
-        }
-        const ssize_t n = read(sock, chunk->data(), recv_chunk::CAPACITY);
-        const int err = errno;
-        if (n <= 0) {
-            m_recv.free_chunk(chunk);
-            return read_outcome(n, err);
-        }
-        chunk->set_len(static_cast<size_t>(n));
-        // The worker is woken only when its queue was empty: a busy worker takes the
-        // chunk up in its pass anyway.
-        if (m_recv.push(chunk))
-            m_thread_receive->wake();
-        if (m_recv.queued_bytes() >= BACKLOG_PAUSE_BYTES) {
+        const size_t queued = m_recv.queued_chunks();
+        if (queued >= most) {
             pause_reading();
             // The worker may have drained meanwhile and seen nothing paused.
-            if (m_recv.queued_bytes() <= BACKLOG_RESUME_BYTES)
+            if (get_backlog_bytes() <= BACKLOG_RESUME_BYTES)
                 resume_reading();
             return true;
         }
-        // A read that did not fill the chunk has emptied the socket; one more would
+        // All spares are kept ready, also when fewer are read into: the pool then sees
+        // the same most chunks in use at every pause, and stops allocating for good.
+        // A chunk that cannot be had ends the connection, as memory that fails does
+        // anywhere on this path: the bytes stay in the socket, and a reader short of
+        // memory would soon have nothing to read into.
+        if (!ready_spares()) {
+            log_msg("receive buffer could not be stored, connection closed\n");
+            return false;
+        }
+        const int ready = static_cast<int>(
+            most - queued < static_cast<size_t>(CHUNKS_PER_READ) ? most - queued : CHUNKS_PER_READ);
+        iovec parts[CHUNKS_PER_READ];
+        for (int i = 0; i < ready; ++i)
+            parts[i] = {m_spare[i]->data(), recv_chunk::CAPACITY};
+        const ssize_t n = readv(sock, parts, ready);
+        if (n <= 0)
+            return read_outcome(n, errno);
+        size_t left = static_cast<size_t>(n);
+        int filled = 0;
+        for (; left > 0; ++filled) {
+            const size_t len = left < recv_chunk::CAPACITY ? left : recv_chunk::CAPACITY;
+            m_spare[filled]->set_len(len);
+            left -= len;
+        }
+        // The worker is woken only when its queue was empty: a busy worker takes the
+        // chunks up in its pass anyway.
+        if (m_recv.push(m_spare, filled))
+            m_thread_receive->wake();
+        for (int i = 0; i < CHUNKS_PER_READ; ++i)
+            m_spare[i] = i + filled < CHUNKS_PER_READ ? m_spare[i + filled] : nullptr;
+        // A read that did not fill every chunk has emptied the socket; one more would
         // only say EAGAIN. Bytes arriving meanwhile wake the loop again.
-        if (static_cast<size_t>(n) < recv_chunk::CAPACITY)
+        if (static_cast<size_t>(n) < static_cast<size_t>(ready) * recv_chunk::CAPACITY)
             return true;
     }
     return true;
+}
+
+bool socket_cache_client::ready_spares() {
+    for (recv_chunk*& chunk : m_spare) {
+        if (chunk == nullptr)
+            chunk = new_chunk();
+        if (chunk == nullptr)
+            return false;
+    }
+    return true;
+}
+
+void socket_cache_client::free_spares() {
+    for (recv_chunk*& chunk : m_spare) {
+        m_recv.free_chunk(chunk);
+        chunk = nullptr;
+    }
 }
 
 // Departure: a stop or pause asked for ends the pass at the next offer, instead of
@@ -268,7 +307,7 @@ bool socket_cache_client::receive_may_go_on(void* self) {
 
 void socket_cache_client::taken_from_backlog(void* self, size_t queued) {
     socket_cache_client* me = static_cast<socket_cache_client*>(self);
-    if (queued <= BACKLOG_RESUME_BYTES && me->is_reading_paused())
+    if (queued * recv_chunk::CAPACITY <= BACKLOG_RESUME_BYTES && me->is_reading_paused())
         me->resume_reading();
 }
 
@@ -377,5 +416,6 @@ void socket_cache_client::drain(tcp_data_queue& queue) {
 
 void socket_cache_client::clear_data() {
     m_recv.clear();
+    free_spares();
     drain(m_list_send);
 }

@@ -25,15 +25,16 @@
 // No lock is held during a callback. sock_close and the destructor are for threads
 // outside the object; sock_close may also come from a callback on the event thread.
 //
-// Receiving: the event thread reads straight into pooled chunks, until the socket is
-// empty (at most READS_PER_WAKE reads per wake-up), and queues them; it wakes the
-// receive worker when the queue was empty. The worker takes the whole queue at once
+// Receiving: the event thread reads straight into pooled chunks, several with one
+// read, until the socket is empty (at most READS_PER_WAKE reads per wake-up), and
+// queues what it read in one step; it wakes the receive worker when the queue was
+// empty. The worker takes the whole queue at once
 // and offers the bytes to the user where they lie (recv_path); only a tail the user
 // leaves waits in the hold buffer. Idle workers sleep until woken: a quiet
 // connection wakes no thread.
 //
-// Bounds: the bytes queued between the socket and the receive worker are at most
-// about BACKLOG_PAUSE_BYTES; past that the event thread stops reading the socket (TCP
+// Bounds: the chunks queued between the socket and the receive worker hold at most
+// BACKLOG_PAUSE_BYTES; past that the event thread stops reading the socket (TCP
 // pushes back on the server) until the worker has brought them down to
 // BACKLOG_RESUME_BYTES. Nothing is dropped while connected. A close does not deliver
 // what is still queued: the receive worker ends its pass at the next offer. Bytes that
@@ -45,11 +46,18 @@ public:
     typedef VORTANE::TOOLS::data_queue<VORTANE::TOOLS::stream_buffer*> tcp_data_queue;
     typedef VORTANE::TOOLS::data_pool<VORTANE::TOOLS::stream_buffer> tcp_data_pool;
 
-    static constexpr size_t BACKLOG_PAUSE_BYTES = 4u << 20;
+    // Chunks filled by one read, at most, and reads of one wake-up of the event thread:
+    // the socket's other events and a close are looked at in between.
+    static constexpr int CHUNKS_PER_READ = 8;
+    static constexpr int READS_PER_WAKE = 4;
+    // The queued chunks, with those the event thread reads into, fit in what the pool
+    // keeps idle: a stream, however fast, then runs on the same chunks and allocates
+    // nothing, and no more than that stays idle after it. Behind the bound the
+    // socket's own buffer holds what the server sends, so a larger one would not read
+    // faster.
+    static constexpr size_t BACKLOG_PAUSE_BYTES =
+        static_cast<size_t>(recv_path::POOL_DEPTH - CHUNKS_PER_READ) * recv_chunk::CAPACITY;
     static constexpr size_t BACKLOG_RESUME_BYTES = BACKLOG_PAUSE_BYTES / 2;
-    // Reads of one wake-up of the event thread, at most: the socket's other events
-    // and a close are looked at in between.
-    static constexpr int READS_PER_WAKE = 16;
 
     // `size`: first capacity of the hold buffer. Starts nothing.
     explicit socket_cache_client(unsigned int size);
@@ -66,8 +74,8 @@ public:
     bool sock_close();
     int get_socket() { return get_sock(); }
     bool set_auto_reconn_falg(bool b_auto_conn, int n_reconn_sec_time);
-    // Bytes received and not yet taken up by the receive worker.
-    size_t get_backlog_bytes() const { return m_recv.queued_bytes(); }
+    // What the chunks received and not yet taken up by the receive worker hold.
+    size_t get_backlog_bytes() const { return m_recv.queued_chunks() * recv_chunk::CAPACITY; }
     // The wait notice of the base class, and of the workers' stops as well.
     void set_wait_notice(wait_notice_fun fun, void* param);
 
@@ -105,6 +113,8 @@ protected:
     int m_server_port;
     std::string m_local_ip;
     int m_local_port;
+    // The event thread's chunks to read into, kept from one read to the next.
+    recv_chunk* m_spare[CHUNKS_PER_READ];
     // The wait of the reconnect worker while auto reconnect is on.
     std::atomic<int> m_reconn_wait_micro_sec;
     // The hold buffer could not keep bytes of this connection: nothing more of it is
@@ -128,6 +138,9 @@ private:
                               size_t len);
     static int deliver_to_user(socket_param& param, void* self);
     void reconnect();
+    // Every spare chunk ready to read into; false when memory fails.
+    bool ready_spares();
+    void free_spares();
     void drain(tcp_data_queue& queue);
 
     // Taken by a caller's sock_init for the whole of it, and tried by the reconnect

@@ -113,7 +113,10 @@ TEST_P(StoreFailure, EndsTheConnectionInsteadOfLeavingAHole) {
     slow_reader user;
     user.lines = true;
     probed_client client;
-    (on_worker ? client.fail_hold_at : client.fail_store_at) = on_worker ? 1 : 2;
+    // The event thread's first read readies CHUNKS_PER_READ chunks and fills one; the
+    // chunk that replaces it is the one that fails, at the read of the cut line.
+    (on_worker ? client.fail_hold_at : client.fail_store_at) =
+        on_worker ? 1 : socket_cache_client::CHUNKS_PER_READ + 1;
     ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), slow_reader::callback, &user));
     const int peer = server.accept_peer();
     ASSERT_NE(-1, peer);
