@@ -24,7 +24,6 @@ namespace {
 // Level-triggered, no EPOLLOUT: the thread wakes for bytes and for the end of the line.
 const uint32_t WATCHED_EVENTS = EPOLLIN | EPOLLERR | EPOLLHUP;
 const int MSG_BUFFER_SIZE = 4096;
-const unsigned int STOP_POLL_MICRO_SEC = 1000;
 const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
 // The socket and the end latch.
 const int WAKE_EVENTS_AT_ONCE = 2;
@@ -356,15 +355,15 @@ bool socket_client::stop_client_event_thread() {
 // runs the caller's code, and a cancelled callback leaves the caller's locks held or
 // ends the process; the caller owns the callback's duration, so the close waits for it
 // and says so through the wait notice.
+// Departure: the close waits on a condition variable that the leaving thread signals,
+// rather than looking every millisecond.
 void socket_client::wait_event_thread_gone() {
-    wait_clock::time_point next_notice =
-        wait_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-    while (is_event_thread_alive()) {
-        usleep(STOP_POLL_MICRO_SEC);
-        if (wait_clock::now() >= next_notice) {
-            call_wait_notice();
-            next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-        }
+    std::unique_lock<std::mutex> guard(m_gone_lock);
+    while (!m_gone_cond.wait_for(guard, std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS),
+                                 [this] { return !is_event_thread_alive(); })) {
+        guard.unlock();
+        call_wait_notice();
+        guard.lock();
     }
 }
 
@@ -414,8 +413,12 @@ void* socket_client::on_event_client_thread() {
     signal_end();
     event_client_close();
     m_thread_quit_finish_flag.store(true);
-    // The last touch of the object: from here the owner may destroy it.
+    // The last touch of the object: from here the owner may destroy it. Under the
+    // lock, so that the owner, who waits under it, cannot destroy the object before
+    // the notice is given.
+    std::lock_guard<std::mutex> guard(m_gone_lock);
     m_event_threads.fetch_sub(1);
+    m_gone_cond.notify_all();
     return nullptr;
 }
 

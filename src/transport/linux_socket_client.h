@@ -6,6 +6,7 @@
 #include <sys/epoll.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <string>
 
@@ -168,8 +169,11 @@ private:
     std::atomic<wait_notice_fun> m_wait_notice;
     std::atomic<void*> m_wait_notice_param;
 
-    // Event threads started and not yet gone.
+    // Event threads started and not yet gone; a thread that goes says so under
+    // m_gone_lock, through m_gone_cond.
     std::atomic<int> m_event_threads;
+    std::mutex m_gone_lock;
+    std::condition_variable m_gone_cond;
 
     std::atomic<unsigned>* m_connected_mirror;
     unsigned m_connected_tag;

@@ -8,8 +8,6 @@ namespace {
 
 // Sleeps up to this long are whole milliseconds, truncated.
 const int SHORT_SLEEP_LIMIT_MICRO_SEC = 10000;
-// How often start, pause and stop look at the status while they wait for the worker.
-const unsigned int STATUS_POLL_MILLI_SEC = 1;
 
 }  // namespace
 
@@ -91,6 +89,7 @@ bool vortane_socket_thread::start() {
             case THREAD_PAUSEING:
                 if (!m_enum_status.compare_exchange_strong(found, THREAD_RUN))
                     continue;
+                status_changed();
                 wake();
                 return true;
             case THREAD_INIT:
@@ -120,8 +119,10 @@ bool vortane_socket_thread::pause() {
             return false;
         if (is_same_thread()) {
             // The worker never waits for itself: the pause holds from the end of this pass.
-            if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED))
+            if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED)) {
+                status_changed();
                 return true;
+            }
             continue;
         }
         if (found != THREAD_PAUSEING &&
@@ -140,14 +141,18 @@ bool vortane_socket_thread::stop() {
         if (found == THREAD_INIT || found == THREAD_STOPED || found == THREAD_CLOSE)
             return true;
         if (is_same_thread()) {
-            if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED))
+            if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED)) {
+                status_changed();
                 return true;
+            }
             continue;
         }
         if (found != THREAD_STOPING &&
             !m_enum_status.compare_exchange_strong(found, THREAD_STOPING)) {
             continue;
         }
+        // A pause waiting for the worker sees its request overridden.
+        status_changed();
         request_and_wait(THREAD_STOPING);
         return true;
     }
@@ -158,27 +163,34 @@ void vortane_socket_thread::set_wait_notice(wait_notice_fun fun, void* param) {
     m_wait_notice.store(fun);
 }
 
+// Departure: start, pause and stop wait for the worker on a condition variable that
+// every change of the status signals, instead of looking at the status every
+// millisecond: a close no longer pays a millisecond or more for each worker.
 void vortane_socket_thread::request_and_wait(socket_thread_status request) {
     // The sleeper looks at the status only when its sleep ends.
     wake();
     // No time limit: the pass may be a caller's callback, whose duration is the
     // caller's. The notice tells of a long wait.
-    auto next_notice =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-    while (m_enum_status.load() == request) {
-        kq_sleep(STATUS_POLL_MILLI_SEC);
-        if (std::chrono::steady_clock::now() < next_notice)
-            continue;
-        next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+    std::unique_lock<std::mutex> guard(m_wake_lock);
+    while (!m_status_cond.wait_for(guard, std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS),
+                                   [&] { return m_enum_status.load() != request; })) {
+        guard.unlock();
         wait_notice_fun fun = m_wait_notice.load();
         if (fun != nullptr)
             fun(m_wait_notice_param.load());
+        guard.lock();
     }
 }
 
 void vortane_socket_thread::wait_for_old_worker() {
-    while (m_live_threads.load() > 0)
-        kq_sleep(STATUS_POLL_MILLI_SEC);
+    std::unique_lock<std::mutex> guard(m_wake_lock);
+    m_status_cond.wait(guard, [this] { return m_live_threads.load() == 0; });
+}
+
+void vortane_socket_thread::status_changed() {
+    // Taken and let go: a waiter that has looked at the status is waiting by now.
+    { std::lock_guard<std::mutex> guard(m_wake_lock); }
+    m_status_cond.notify_all();
 }
 
 void vortane_socket_thread::start_spt_thread() {
@@ -217,16 +229,24 @@ void vortane_socket_thread::run_loop() {
             break;
     }
     // The last touch of the object: from here the owner may destroy or restart it.
+    // Under the lock, so that the owner, who waits under it, cannot destroy the
+    // object before the notice is given.
+    std::lock_guard<std::mutex> guard(m_wake_lock);
     m_live_threads.fetch_sub(1);
+    m_status_cond.notify_all();
 }
 
 bool vortane_socket_thread::end_of_pass() {
     socket_thread_status found = THREAD_PAUSEING;
-    if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED))
+    if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED)) {
+        status_changed();
         return false;
+    }
     found = THREAD_STOPING;
-    if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED))
+    if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED)) {
+        status_changed();
         return true;
+    }
     thread_sleep();
     return false;
 }

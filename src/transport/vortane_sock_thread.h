@@ -69,7 +69,10 @@ public:
 
 protected:
     void start_spt_thread();
-    void set_thread_status(socket_thread_status status) { m_enum_status.store(status); }
+    void set_thread_status(socket_thread_status status) {
+        m_enum_status.store(status);
+        status_changed();
+    }
     static void* run_thread(void* param);
     virtual const char* get_thread_name() { return ""; }
     void thread_sleep();
@@ -90,6 +93,8 @@ private:
     // request up (or another request overrode it).
     void request_and_wait(socket_thread_status request);
     void wait_for_old_worker();
+    // Tells the threads waiting in request_and_wait or wait_for_old_worker to look again.
+    void status_changed();
 
     socket_user_thread_function m_func_thread;
     void* m_func_param;
@@ -108,6 +113,8 @@ private:
     std::mutex m_wake_lock;
     std::condition_variable m_wake_cond;
     bool m_wake_pending;
+    // Under m_wake_lock: the status has moved, or a worker has left.
+    std::condition_variable m_status_cond;
     std::atomic<wait_notice_fun> m_wait_notice;
     std::atomic<void*> m_wait_notice_param;
 };
