@@ -102,8 +102,9 @@ bool CQueryClient::connect_abandoned(unsigned seen, bool by_reconnect_thread) {
            (by_reconnect_thread && m_quit_connect_thread.load());
 }
 
-// The transport's state as it writes it into m_transport_state: no lock, and no
-// transport to keep alive for the look.
+// Departure: the transport's state as it writes it into m_transport_state, without
+// the transport lock and no transport to keep alive for the look; a request so takes
+// that lock once, for its send, not twice.
 bool CQueryClient::IsConnect() {
     return (m_transport_state.load() & 1) != 0;
 }
