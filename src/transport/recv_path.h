@@ -113,6 +113,8 @@ public:
     void clear();
 
     int idle_chunks() { return m_pool.get_ready_count(); }
+    // Chunks that exist: idle in the pool, queued, or in the reader's or consumer's hands.
+    int made_chunks() { return m_pool.get_total_count(); }
     int live_chunks() { return m_pool.get_total_count(); }
 
 private:

@@ -233,6 +233,16 @@ bool socket_cache_client::event_client_receive() {
     const int sock = m_socket.load();
     const size_t most = BACKLOG_PAUSE_BYTES / recv_chunk::CAPACITY;
     for (int reads = 0; reads < READS_PER_WAKE; ++reads) {
+        // All spares are kept ready, also when fewer are read into and at a pause: the
+        // chunks in use reach their most (the bound's and the spares') at the first
+        // pause, and from then on the pool holds them all and allocates no more.
+        // A chunk that cannot be had ends the connection, as memory that fails does
+        // anywhere on this path: the bytes stay in the socket, and a reader short of
+        // memory would soon have nothing to read into.
+        if (!ready_spares()) {
+            log_msg("receive buffer could not be stored, connection closed\n");
+            return false;
+        }
         const size_t queued = m_recv.queued_chunks();
         if (queued >= most) {
             pause_reading();
@@ -240,15 +250,6 @@ bool socket_cache_client::event_client_receive() {
             if (get_backlog_bytes() <= BACKLOG_RESUME_BYTES)
                 resume_reading();
             return true;
-        }
-        // All spares are kept ready, also when fewer are read into: the pool then sees
-        // the same most chunks in use at every pause, and stops allocating for good.
-        // A chunk that cannot be had ends the connection, as memory that fails does
-        // anywhere on this path: the bytes stay in the socket, and a reader short of
-        // memory would soon have nothing to read into.
-        if (!ready_spares()) {
-            log_msg("receive buffer could not be stored, connection closed\n");
-            return false;
         }
         const int ready = static_cast<int>(
             most - queued < static_cast<size_t>(CHUNKS_PER_READ) ? most - queued : CHUNKS_PER_READ);

@@ -56,6 +56,8 @@ class probed_client : public socket_cache_client {
 public:
     probed_client() : socket_cache_client(8192) {}
     int idle_chunks() { return m_recv.idle_chunks(); }
+    int made_chunks() { return m_recv.made_chunks(); }
+    bool reading_paused() const { return is_reading_paused(); }
     // 0: never; n: the n-th chunk to read into, or the n-th tail to hold, cannot be had.
     std::atomic<int> fail_store_at{0}, fail_hold_at{0};
 
@@ -100,6 +102,47 @@ TEST(SocketCacheClient, BacklogBehindASlowUserStaysBoundedAndLosesNothing) {
     EXPECT_GE(most, socket_cache_client::BACKLOG_RESUME_BYTES);
     EXPECT_LE(client.idle_chunks(), 64);
     client.sock_close();
+}
+
+// A user that holds on to its first offer until let go.
+struct held_reader {
+    std::atomic<bool> go{false};
+    std::atomic<size_t> received{0};
+    static int callback(socket_param& p, void* self) {
+        auto* me = static_cast<held_reader*>(self);
+        if (p.get_event_type() != EVENT_RECEIVE)
+            return 0;
+        wait_until([&] { return me->go.load(); }, 60000);
+        me->received += p.get_buff_size();
+        p.set_proc_len(p.get_buff_size());
+        return 0;
+    }
+};
+
+// When the reader first stops at the bound, the chunks queued and its spares are all
+// there are, and the pool keeps every one of them: later bursts, however they fall,
+// find what they need idle and allocate nothing.
+TEST(SocketCacheClient, TheFirstPauseMakesEveryChunkAStreamCanEverHoldAtOnce) {
+    const size_t total = 2 * socket_cache_client::BACKLOG_PAUSE_BYTES;
+    const int every_chunk = recv_path::POOL_DEPTH;
+    loopback_server server;
+    held_reader user;
+    probed_client client;
+    ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), held_reader::callback, &user));
+    const int peer = server.accept_peer();
+    ASSERT_NE(-1, peer);
+    std::thread writer([&] { write_all(peer, pattern(total)); });
+    const bool paused = wait_until([&] { return client.reading_paused(); });
+    const int made_at_pause = client.made_chunks();
+    user.go = true;
+    const bool all = wait_until([&] { return user.received == total; }, 60000);
+    writer.join();
+    ASSERT_TRUE(paused) << "the reader never reached the bound";
+    EXPECT_EQ(every_chunk, made_at_pause);
+    ASSERT_TRUE(all) << user.received << " of " << total;
+    client.sock_close();
+    EXPECT_EQ(every_chunk, client.made_chunks());
+    EXPECT_EQ(every_chunk, client.idle_chunks()) << "the pool let chunks go";
 }
 
 // Memory that fails, for the chunk the event thread reads into or for the tail the
