@@ -481,8 +481,9 @@ bool bench_client::open(uint16_t port, std::string* why, bool auto_reconnect) {
            m_logon.wait_for(1);
 }
 
-bool bench_client::stream(const char* account, size_t records) {
+bool bench_client::stream(const char* account, size_t records, int stall_first_ms) {
     m_first = true;
+    m_stall_first_ms = stall_first_ms;
     m_records = 0;
     if (KQZUL_QueryAccountPosition(m_handle, account, SEC_TYPE_FUTURE) != ZUL_RESULT_OK)
         return false;
@@ -512,6 +513,9 @@ void bench_client::on_position(void* handle, const char*, ZUL_AccountPosition*, 
     if (c.m_first.load(std::memory_order_relaxed)) {
         c.m_first_record_ns = wall_ns();
         c.m_first.store(false, std::memory_order_relaxed);
+        const int stall_ms = c.m_stall_first_ms.exchange(0);
+        if (stall_ms > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(stall_ms));
     }
     c.m_records.fetch_add(1, std::memory_order_relaxed);
 }

@@ -162,8 +162,9 @@ public:
     void* handle() { return m_handle; }
 
     // Asks for a stream and waits for its closing record; false on a timeout or a
-    // stream that lost records.
-    bool stream(const char* account, size_t records);
+    // stream that lost records. With stall_first_ms the first record's callback takes
+    // that long, so that what the server sends meanwhile piles up in the transport.
+    bool stream(const char* account, size_t records, int stall_first_ms = 0);
     // The steady time at which the last stream's first record reached its callback.
     int64_t first_record_ns() const { return m_first_record_ns.load(); }
     // One BP detail query, waited for.
@@ -183,6 +184,7 @@ private:
     completion m_streams;
     completion m_answers;
     std::atomic<bool> m_first{true};
+    std::atomic<int> m_stall_first_ms{0};
     std::atomic<int64_t> m_first_record_ns{0};
     long m_streams_done = 0;
     long m_answers_done = 0;

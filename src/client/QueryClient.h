@@ -4,6 +4,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <shared_mutex>
 #include <mutex>
 
@@ -153,6 +155,9 @@ public:
 
     // Inbound dispatch.
     int ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen);
+    // The size of the message whose first nLen bytes are at p_data, for the server
+    // generation known now; 0 while its id is not all there, or unknown.
+    unsigned int message_size(const unsigned char* p_data, unsigned int nLen);
     static Int8 SwichEndian(Int8 v);
     static Int4 SwichEndian32(Int4 v);
     static VORTANE::TOOLS::u64_kq convert_now_to_timestamp();
@@ -271,6 +276,21 @@ private:
     void set_transport(socket_cache_client* transport);
     // Waits until no thread but this one runs a callback of this client.
     void wait_for_other_callbacks();
+    // Tells the reconnect thread that the status, the logon count or the quit flag
+    // changed; called after the change.
+    void notify_watch();
+    // The reconnect thread's waits: until `done` holds or `limit` has passed; true
+    // when `done` holds.
+    template <typename Done>
+    bool watch_wait(std::chrono::milliseconds limit, Done done) {
+        std::unique_lock<std::mutex> guard(m_watch_mutex);
+        return m_watch_cond.wait_for(guard, limit, done);
+    }
+    template <typename Done>
+    void watch_wait(Done done) {
+        std::unique_lock<std::mutex> guard(m_watch_mutex);
+        m_watch_cond.wait(guard, done);
+    }
     static void close_wait_notice(void* self);
 
     // Serialises ConnServer and DisConnServer: the caller's threads, the
@@ -316,6 +336,14 @@ private:
     // Successful logon answers; a reconnection campaign ends on one, also on one that
     // came after its link had ended.
     std::atomic<unsigned> m_logons_accepted{0};
+    // The reconnect thread sleeps on this until one of the above changes.
+    std::mutex m_watch_mutex;
+    std::condition_variable m_watch_cond;
+    // IsConnect's answer without the transport: the transport's connected state, kept
+    // by the transport of the tag written here (tag * 2, + 1 while connected), 0 while
+    // there is none. Read without a lock, so a request takes the transport lock once.
+    std::atomic<unsigned> m_transport_state{0};
+    unsigned m_last_tag = 0;  // under m_conn_mutex
 };
 
 #endif

@@ -27,9 +27,13 @@ using namespace VORTANE::TOOLS;
 namespace {
 
 const unsigned int HOLD_BUFFER_SIZE = 8192;
-const unsigned int RECONNECT_POLL_MS = 100;
-const int WAIT_BEFORE_ATTEMPT_STEPS = 20;  // x 100 ms
-const int WAIT_FOR_LOGON_STEPS = 50;       // x 100 ms
+// Departure: the reconnect thread sleeps until it is told of a change (status, logon,
+// quit) rather than looking every 100 ms; the two waits of a campaign are single
+// timed waits of the same length as their 100 ms steps added up.
+const std::chrono::milliseconds WAIT_BEFORE_ATTEMPT(2000);
+const std::chrono::milliseconds WAIT_FOR_LOGON(5000);
+// Tags of transports for m_transport_state: never 0, and tag * 2 + 1 fits.
+const unsigned MAX_TRANSPORT_TAG = 0x7fffffff;
 // A wait for a caller's callback says so in the log this often.
 const std::chrono::seconds CALLBACK_WAIT_NOTICE(5);
 
@@ -59,6 +63,12 @@ void CQueryClient::wait_for_other_callbacks() {
             next_notice += CALLBACK_WAIT_NOTICE;
         }
     }
+}
+
+void CQueryClient::notify_watch() {
+    // Taken and let go: a waiter that has tested its condition is waiting by now.
+    { std::lock_guard<std::mutex> guard(m_watch_mutex); }
+    m_watch_cond.notify_all();
 }
 
 void CQueryClient::set_transport(socket_cache_client* transport) {
@@ -92,9 +102,11 @@ bool CQueryClient::connect_abandoned(unsigned seen, bool by_reconnect_thread) {
            (by_reconnect_thread && m_quit_connect_thread.load());
 }
 
+// Departure: the transport's state as it writes it into m_transport_state, without
+// the transport lock and no transport to keep alive for the look; a request so takes
+// that lock once, for its send, not twice.
 bool CQueryClient::IsConnect() {
-    std::shared_lock<transport_rw_lock> use(m_transport_lock);
-    return m_asyncQueryClient != nullptr && m_asyncQueryClient->is_connected();
+    return (m_transport_state.load() & 1) != 0;
 }
 
 bool CQueryClient::IsLogon() {
@@ -117,8 +129,11 @@ void CQueryClient::SetMaxWaitTime(int query_wait_time) {
 void CQueryClient::stop_check_and_reconn_thread() {
     // Under the lock that starts the thread: a logon answer handled meanwhile cannot
     // undo the quit.
-    std::lock_guard<std::mutex> guard(m_th_mutex);
-    m_quit_connect_thread = true;
+    {
+        std::lock_guard<std::mutex> guard(m_th_mutex);
+        m_quit_connect_thread = true;
+    }
+    notify_watch();
 }
 
 bool CQueryClient::ConnServer(const ZUL_QuerySvrInfo& param) {
@@ -151,6 +166,9 @@ bool CQueryClient::conn_server_locked(ZUL_QuerySvrInfo param, bool by_reconnect_
     socket_cache_client* transport = new socket_cache_client(HOLD_BUFFER_SIZE);
     transport->set_epoll_max_wait_time(m_epoll_max_wait_time_query);
     transport->set_wait_notice(close_wait_notice, this);
+    m_last_tag = m_last_tag % MAX_TRANSPORT_TAG + 1;
+    m_transport_state.store(m_last_tag * 2);
+    transport->set_connected_mirror(&m_transport_state, m_last_tag);
     // In place before the connect: the "conn ok" callback may send the logon before
     // sock_init has returned, and a close from another thread can interrupt it.
     set_transport(transport);
@@ -185,6 +203,8 @@ bool CQueryClient::close_transport(socket_cache_client* only_if) {
             return true;
         transport = m_asyncQueryClient;
         m_asyncQueryClient = nullptr;
+        // Out of use: what the transport says of itself from now on is not looked at.
+        m_transport_state.store(0);
     }
     // With the connection open this reports "local disconnected" on this thread.
     // The lock is not held: the receive thread may still be delivering records
@@ -293,11 +313,14 @@ void CQueryClient::on_connect_event() {
         seq = m_logon_seq;
     }
     fire_conn_event(ZUL_CONN_OK, "conn ok");
-    std::lock_guard<std::mutex> state(m_state_mutex);
-    if (seq != m_logon_seq)
-        return;
-    m_bQueryPortLogon = false;
-    m_e_connect_status = E_STATUS_CONNCTED;
+    {
+        std::lock_guard<std::mutex> state(m_state_mutex);
+        if (seq != m_logon_seq)
+            return;
+        m_bQueryPortLogon = false;
+        m_e_connect_status = E_STATUS_CONNCTED;
+    }
+    notify_watch();
 }
 
 void CQueryClient::on_connection_event(int err_no, const char* text, const char* log_line,
@@ -309,9 +332,12 @@ void CQueryClient::on_connection_event(int err_no, const char* text, const char*
     fire_conn_event(err_no, text);
     if (log_line != nullptr)
         m_txt_logger.write_txt("error", log_line);
-    std::lock_guard<std::mutex> state(m_state_mutex);
-    m_bQueryPortLogon = false;
-    m_e_connect_status = status;
+    {
+        std::lock_guard<std::mutex> state(m_state_mutex);
+        m_bQueryPortLogon = false;
+        m_e_connect_status = status;
+    }
+    notify_watch();
 }
 
 void CQueryClient::fire_conn_event(int err_no, const char* text) {
@@ -347,6 +373,7 @@ void CQueryClient::after_logon_accepted(bool current) {
     // before or during the callback: the thread sees its end state and repairs it, and
     // a campaign in progress ends (its next one starts after the 2 s wait).
     ++m_logons_accepted;
+    notify_watch();
     start_reconnect_thread();
 }
 
@@ -400,7 +427,9 @@ void CQueryClient::_th_trade_clt_check_and_reconn() {
     while (!m_quit_connect_thread) {
         if (m_e_connect_status == E_STATUS_DISCONN_OTHER && !_th_try_reconn())
             return;
-        sleep_kq(RECONNECT_POLL_MS);
+        watch_wait([this] {
+            return m_quit_connect_thread || m_e_connect_status == E_STATUS_DISCONN_OTHER;
+        });
     }
     m_txt_logger.write_txt("debug", "_th_query_clt_check_and_reconn stop");
 }
@@ -409,11 +438,9 @@ bool CQueryClient::_th_try_reconn() {
     m_txt_logger.write_txt("debug", "query _th_try_reconn start");
     int try_times = 0;
     while (!m_quit_connect_thread) {
-        for (int i = 0; i < WAIT_BEFORE_ATTEMPT_STEPS; ++i) {
-            sleep_kq(RECONNECT_POLL_MS);
-            if (m_quit_connect_thread)
-                return false;
-        }
+        // The status is not looked at in this wait: only the quit flag ends it.
+        if (watch_wait(WAIT_BEFORE_ATTEMPT, [this] { return m_quit_connect_thread.load(); }))
+            return false;
         ++try_times;
         char buffer[1024];
         snprintf_kq(buffer, sizeof(buffer), "query _th_try_reconn ConnServer try times:%d.",
@@ -421,17 +448,18 @@ bool CQueryClient::_th_try_reconn() {
         m_txt_logger.write_txt("debug", buffer);
         if (!reconnect_once())
             continue;
+        // A logon answered after its link had ended ends the campaign as well: the
+        // status then still shows the end, and the next campaign begins at once.
         const unsigned logons = m_logons_accepted.load();
-        for (int i = 0; i < WAIT_FOR_LOGON_STEPS; ++i) {
-            sleep_kq(RECONNECT_POLL_MS);
-            if (m_quit_connect_thread)
-                return false;
-            // A logon answered after its link had ended ends the campaign as well: the
-            // status then still shows the end, and the next campaign begins at once.
-            if (m_e_connect_status == E_STATUS_LOGONED || m_logons_accepted.load() != logons) {
-                m_txt_logger.write_txt("debug", "query _th_try_reconn quit for logon success");
-                return true;
-            }
+        watch_wait(WAIT_FOR_LOGON, [this, logons] {
+            return m_quit_connect_thread || m_e_connect_status == E_STATUS_LOGONED ||
+                   m_logons_accepted.load() != logons;
+        });
+        if (m_quit_connect_thread)
+            return false;
+        if (m_e_connect_status == E_STATUS_LOGONED || m_logons_accepted.load() != logons) {
+            m_txt_logger.write_txt("debug", "query _th_try_reconn quit for logon success");
+            return true;
         }
     }
     return false;

@@ -2,6 +2,8 @@
 // the first two bytes of a message are its id, and the id (with the server
 // generation for 1075 and 1082) gives its size. Messages are handled in place, in
 // the bytes that the receive thread offers, and found by a direct index on the id.
+// Departure: one table indexed by the id serves both server generations, instead of
+// a search through the rows for every message.
 
 #include <time.h>
 
@@ -212,13 +214,27 @@ __attribute__((noinline)) void trace_message(CQueryClient& client, const unsigne
 
 void CQueryClient::dispatch_received(socket_param& out) {
     const unsigned char* pAddr = reinterpret_cast<const unsigned char*>(out.get_buff_addr());
-    out.set_proc_len(run_message_loop(*this, pAddr, out.get_buff_size()));
+    const unsigned int nLen = out.get_buff_size();
+    const unsigned int nProcCount = run_message_loop(*this, pAddr, nLen);
+    out.set_proc_len(nProcCount);
+    // The size of the message cut behind them: the transport joins just the bytes that
+    // complete it to the held part, and offers what follows where it lies.
+    if (nProcCount < nLen)
+        out.set_need_len(message_size(pAddr + nProcCount, nLen - nProcCount));
+}
+
+unsigned int CQueryClient::message_size(const unsigned char* p_data, unsigned int nLen) {
+    if (nLen < 2)
+        return 0;
+    const dispatch_row* row = find_row(read_msg_id(p_data, nLen), m_bHv27Server);
+    return row != nullptr ? row->size : 0;
 }
 
 int CQueryClient::ProcReceiveMsg(const unsigned char* p_data, unsigned int nLen) {
     const int msg_id = read_msg_id(p_data, nLen);
     const bool trace = m_bLoggerSwitch;
-    // The clock is read for the trace's cost line only.
+    // Departure: the clock is read for the trace's cost line only, not for every
+    // message.
     const i64_kq start_proc_time = trace ? precise_time::get_current_microseconds() : 0;
     const char* msg_flag = "proc ";
     int nProc = 0;

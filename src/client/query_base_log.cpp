@@ -1,5 +1,5 @@
-// The log files are written with one write(2) per line on a descriptor opened with
-// O_APPEND, not through stdio with an fflush after every line: a line is in the file
+// Departure: the log files are written with one write(2) per line on a descriptor
+// opened with O_APPEND, not through stdio with an fflush after every line: a line is in the file
 // as soon as its write returns, so a crash of the process loses no line written, and
 // lines of several loggers or processes on one file never interleave. The header is
 // formatted on the stack; only a new second costs a call of localtime.

@@ -24,7 +24,6 @@ namespace {
 // Level-triggered, no EPOLLOUT: the thread wakes for bytes and for the end of the line.
 const uint32_t WATCHED_EVENTS = EPOLLIN | EPOLLERR | EPOLLHUP;
 const int MSG_BUFFER_SIZE = 4096;
-const unsigned int STOP_POLL_MICRO_SEC = 1000;
 const pthread_t NO_THREAD = static_cast<pthread_t>(-1);
 // The socket and the end latch.
 const int WAKE_EVENTS_AT_ONCE = 2;
@@ -98,7 +97,9 @@ socket_client::socket_client()
       m_link_failed(false),
       m_wait_notice(nullptr),
       m_wait_notice_param(nullptr),
-      m_event_threads(0) {}
+      m_event_threads(0),
+      m_connected_mirror(nullptr),
+      m_connected_tag(0) {}
 
 socket_client::~socket_client() {
     end_event_thread();
@@ -116,6 +117,23 @@ void socket_client::end_event_thread() {
 void socket_client::set_wait_notice(wait_notice_fun fun, void* param) {
     m_wait_notice_param.store(param);
     m_wait_notice.store(fun);
+}
+
+void socket_client::set_connected_mirror(std::atomic<unsigned>* word, unsigned tag) {
+    m_connected_mirror = word;
+    m_connected_tag = tag;
+}
+
+void socket_client::set_connected(bool connected) {
+    m_connected.store(connected);
+    if (m_connected_mirror == nullptr)
+        return;
+    unsigned seen = m_connected_mirror->load();
+    const unsigned want = m_connected_tag * 2 + (connected ? 1 : 0);
+    // Fails, and leaves the word alone, once the owner has given it another tag.
+    while (seen / 2 == m_connected_tag && seen != want &&
+           !m_connected_mirror->compare_exchange_weak(seen, want)) {
+    }
 }
 
 void socket_client::call_wait_notice() {
@@ -183,7 +201,7 @@ bool socket_client::init_connection(const std::string& server_ip, unsigned short
     m_caller = user_param;
     m_ip = server_ip;
     m_port = server_port;
-    m_connected.store(false);
+    set_connected(false);
     m_link_failed.store(false);
     m_read_paused.store(false);
     int sock = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -204,7 +222,7 @@ bool socket_client::open_connection(int sock, const std::string* local_ip,
     sockaddr_in server = make_ipv4_addr(m_ip, m_port);
     if (!connect_within(sock, server, CONNECT_TIMEOUT_MS))
         return false;
-    m_connected.store(true);
+    set_connected(true);
     if (!set_sock_options(sock))
         return false;
     int epoll_handle = epoll_create1(EPOLL_CLOEXEC);
@@ -274,7 +292,7 @@ bool socket_client::bind_local(int sock, const std::string& local_ip, unsigned s
 
 void socket_client::abandon_connection() {
     close_descriptors();
-    m_connected.store(false);
+    set_connected(false);
 }
 
 void socket_client::close_descriptors() {
@@ -337,15 +355,15 @@ bool socket_client::stop_client_event_thread() {
 // runs the caller's code, and a cancelled callback leaves the caller's locks held or
 // ends the process; the caller owns the callback's duration, so the close waits for it
 // and says so through the wait notice.
+// Departure: the close waits on a condition variable that the leaving thread signals,
+// rather than looking every millisecond.
 void socket_client::wait_event_thread_gone() {
-    wait_clock::time_point next_notice =
-        wait_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-    while (is_event_thread_alive()) {
-        usleep(STOP_POLL_MICRO_SEC);
-        if (wait_clock::now() >= next_notice) {
-            call_wait_notice();
-            next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-        }
+    std::unique_lock<std::mutex> guard(m_gone_lock);
+    while (!m_gone_cond.wait_for(guard, std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS),
+                                 [this] { return !is_event_thread_alive(); })) {
+        guard.unlock();
+        call_wait_notice();
+        guard.lock();
     }
 }
 
@@ -366,7 +384,13 @@ void* socket_client::on_event_client_thread() {
     epoll_event events[WAKE_EVENTS_AT_ONCE];
     bool ending = false;
     while (!ending) {
-        int n = epoll_wait(epoll_handle, events, WAKE_EVENTS_AT_ONCE, m_max_wait_time.load());
+        // Departure: no time limit, whatever m_max_wait_time says. Everything the loop
+        // must see (a close, an interrupt, a failed link) writes the end latch, which is
+        // in the set: a periodic wake-up would find nothing to do, and cost a quiet
+        // connection its processor time. Only without a latch (no eventfd could be
+        // made) does the loop look at its quit flag every m_max_wait_time.
+        const int wait_ms = m_end_fd != -1 ? -1 : m_max_wait_time.load();
+        int n = epoll_wait(epoll_handle, events, WAKE_EVENTS_AT_ONCE, wait_ms);
         if (n < 0)
             proc_thread_error(errno);
         for (int i = 0; i < n && !ending; ++i) {
@@ -389,8 +413,12 @@ void* socket_client::on_event_client_thread() {
     signal_end();
     event_client_close();
     m_thread_quit_finish_flag.store(true);
-    // The last touch of the object: from here the owner may destroy it.
+    // The last touch of the object: from here the owner may destroy it. Under the
+    // lock, so that the owner, who waits under it, cannot destroy the object before
+    // the notice is given.
+    std::lock_guard<std::mutex> guard(m_gone_lock);
     m_event_threads.fetch_sub(1);
+    m_gone_cond.notify_all();
     return nullptr;
 }
 
@@ -416,13 +444,13 @@ bool socket_client::proc_event(epoll_event* events, int event_num) {
 }
 
 bool socket_client::event_client_connect() {
-    m_connected.store(true);
+    set_connected(true);
     report_user(EVENT_CONNECT, 0, nullptr, 0, 0);
     return true;
 }
 
 bool socket_client::event_client_disconnect(bool locale_flag) {
-    m_connected.store(false);
+    set_connected(false);
     report_user(locale_flag ? EVENT_LOCALE_DISCONNECT : EVENT_REMOTE_DISCONNECT, 0, nullptr, 0, 0);
     return true;
 }
@@ -444,9 +472,14 @@ bool socket_client::event_client_receive() {
         report_user(EVENT_RECEIVE, 0, m_line, static_cast<unsigned int>(n), sock);
         return true;
     }
+    return read_outcome(n, errno);
+}
+
+bool socket_client::read_outcome(ssize_t n, int err) {
+    if (n > 0)
+        return true;
     if (n == 0)
         return false;
-    int err = errno;
     // Nothing there after all, or a signal came first: wait for the next wake-up.
     if (err == EAGAIN || err == EWOULDBLOCK || err == EINTR)
         return true;

@@ -6,6 +6,7 @@
 #include <sys/epoll.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <string>
 
@@ -41,7 +42,14 @@ public:
     static constexpr int WAIT_NOTICE_INTERVAL_MS = 5000;
     typedef void (*wait_notice_fun)(void* param);
 
+    // Kept for the owner, and not used: the event loop waits without a time limit, since
+    // the end latch wakes it for everything it must look at.
     void set_epoll_max_wait_time(int max_wait_time) { m_max_wait_time.store(max_wait_time); }
+    // A copy of the connected state in a word of the owner's, which the owner may read
+    // when this object may be gone: `tag` * 2 + 1 while connected, `tag` * 2 while not.
+    // A change is written only while the word still carries this object's tag, so the
+    // owner takes the object out of it by writing another tag. Set before sock_init.
+    void set_connected_mirror(std::atomic<unsigned>* word, unsigned tag);
     void sock_set_context(socket_context* context) { m_context = context; }
     bool sock_init(const std::string& ip, unsigned short port, socket_event_callback fun,
                    void* user_param);
@@ -102,6 +110,11 @@ protected:
     void resume_reading();
     bool is_reading_paused() const { return m_read_paused.load(); }
     void call_wait_notice();
+    void set_connected(bool connected);
+    // What a read that gave `n` (with `err`, its errno, when below 0) means for the
+    // connection: true while it goes on (bytes, or nothing there yet), false at its
+    // end; a failure other than a reset is logged and reported as an error.
+    bool read_outcome(ssize_t n, int err);
 
     static const int LINE_SIZE = 8192;
 
@@ -156,8 +169,14 @@ private:
     std::atomic<wait_notice_fun> m_wait_notice;
     std::atomic<void*> m_wait_notice_param;
 
-    // Event threads started and not yet gone.
+    // Event threads started and not yet gone; a thread that goes says so under
+    // m_gone_lock, through m_gone_cond.
     std::atomic<int> m_event_threads;
+    std::mutex m_gone_lock;
+    std::condition_variable m_gone_cond;
+
+    std::atomic<unsigned>* m_connected_mirror;
+    unsigned m_connected_tag;
 };
 
 #endif

@@ -1,5 +1,9 @@
 #include "transport/socket_cache_client.h"
 
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <climits>
 
 #include "tools/cross_platform_api.h"
@@ -8,11 +12,15 @@ using VORTANE::TOOLS::snprintf_kq;
 
 namespace {
 
-// Chunks kept idle for reuse; after a burst the rest go back to the heap.
+// Chunks of the send queue kept idle for reuse; after a burst the rest go back to the
+// heap.
 const int POOL_DEPTH = 64;
-// The receive and send workers are woken when their queue gets work; between idle
-// passes they wait at most this long.
-const int IDLE_WAIT_MICRO_SEC = 10000;
+// Departure: the receive and send workers sleep until woken (new work, start, pause,
+// stop), not 1 microsecond between passes; the reconnect worker, while auto reconnect
+// is off, as well. A quiet connection wakes none of them.
+const int IDLE_WAIT = vortane_socket_thread::WAIT_UNTIL_WOKEN;
+// A send worker whose socket is full looks again this soon: nothing else tells it.
+const int SEND_RETRY_MICRO_SEC = 10000;
 const int DEFAULT_RECONN_WAIT_MICRO_SEC = 5000000;
 const int MICRO_SEC_PER_SEC = 1000000;
 const int MSG_BUFFER_SIZE = 4096;
@@ -36,17 +44,17 @@ vortane_socket_thread* make_worker(socket_user_thread_function func, void* owner
 socket_cache_client::socket_cache_client(unsigned int size)
     : m_caller(nullptr),
       m_callback(nullptr),
-      m_hold_buf(size),
+      m_recv(size),
       m_data_pool(POOL_DEPTH),
-      m_thread_send(make_worker(thread_send_proc, this, IDLE_WAIT_MICRO_SEC)),
-      m_thread_receive(make_worker(thread_receive_proc, this, IDLE_WAIT_MICRO_SEC)),
-      m_thread_reconn(make_worker(thread_auto_reconn, this, DEFAULT_RECONN_WAIT_MICRO_SEC)),
+      m_thread_send(make_worker(thread_send_proc, this, IDLE_WAIT)),
+      m_thread_receive(make_worker(thread_receive_proc, this, IDLE_WAIT)),
+      m_thread_reconn(make_worker(thread_auto_reconn, this, IDLE_WAIT)),
       m_async_send_flag(true),
       m_auto_reconn_flag(false),
       m_server_port(-1),
       m_local_port(-1),
-      m_backlog_bytes(0),
-      m_store_failed(false),
+      m_spare(),
+      m_reconn_wait_micro_sec(DEFAULT_RECONN_WAIT_MICRO_SEC),
       m_hold_failed(false) {}
 
 socket_cache_client::~socket_cache_client() {
@@ -92,7 +100,6 @@ bool socket_cache_client::init_cached(const std::string& server_ip, unsigned sho
     VORTANE::TOOLS::mutex_locker guard(m_conn_lock);
     if (!start_workers(server_ip, server_port, local_ip, local_port))
         return false;
-    m_store_failed = false;
     m_hold_failed.store(false);
     m_caller.store(user_param);
     m_callback.store(fun);
@@ -171,7 +178,12 @@ bool socket_cache_client::set_auto_reconn_falg(bool b_auto_conn, int n_reconn_se
     // The wait is counted in microseconds in an int.
     if (n_reconn_sec_time > INT_MAX / MICRO_SEC_PER_SEC)
         n_reconn_sec_time = INT_MAX / MICRO_SEC_PER_SEC;
-    m_thread_reconn->set_thread_wait_micro_sec(n_reconn_sec_time * MICRO_SEC_PER_SEC);
+    m_reconn_wait_micro_sec.store(n_reconn_sec_time * MICRO_SEC_PER_SEC);
+    // The worker may sleep until woken (auto reconnect was off): its next pass comes
+    // now, and sets the wait.
+    m_thread_reconn->set_thread_wait_micro_sec(b_auto_conn ? m_reconn_wait_micro_sec.load()
+                                                           : IDLE_WAIT);
+    m_thread_reconn->wake();
     return true;
 }
 
@@ -180,26 +192,9 @@ int socket_cache_client::cache_callback(socket_param& out, void* para) {
 }
 
 int socket_cache_client::on_cache_callback(socket_param& out) {
-    if (out.get_event_type() == EVENT_RECEIVE) {
-        // Only store the bytes here: the user's parsing runs on the receive worker.
-        const size_t len = out.get_buff_size();
-        data_buffer_ptr chunk = m_data_pool.new_data();
-        if (!store_chunk(chunk, out.get_buff_addr(), len)) {
-            m_data_pool.delete_data(chunk);
-            m_store_failed = true;
-            return 0;
-        }
-        m_backlog_bytes.fetch_add(len);
-        m_list_recv.push_node(chunk);
-        m_thread_receive->wake();
-        if (m_backlog_bytes.load() >= BACKLOG_PAUSE_BYTES) {
-            pause_reading();
-            // The worker may have drained meanwhile and seen nothing paused.
-            if (m_backlog_bytes.load() <= BACKLOG_RESUME_BYTES)
-                resume_reading();
-        }
+    // Received bytes don't come this way: event_client_receive queues them itself.
+    if (out.get_event_type() == EVENT_RECEIVE)
         return 0;
-    }
     socket_event_callback callback = m_callback.load();
     if (callback != nullptr)
         callback(out, m_caller.load());
@@ -218,95 +213,151 @@ int socket_cache_client::thread_auto_reconn(void* para) {
     return static_cast<socket_cache_client*>(para)->on_thread_auto_reconn();
 }
 
-bool socket_cache_client::store_chunk(data_buffer_ptr chunk, const char* data, size_t len) {
-    return chunk->reset_data(data, len);
+recv_chunk* socket_cache_client::new_chunk() {
+    return m_recv.new_chunk();
 }
 
-bool socket_cache_client::hold_bytes(const char* data, size_t len) {
-    return m_hold_buf.push_data(data, len);
+bool socket_cache_client::hold_bytes(VORTANE::TOOLS::stream_buffer& hold, const char* data,
+                                     size_t len) {
+    return hold.push_data(data, len);
 }
 
+// Departure: the bytes go from the socket straight into pooled chunks, up to
+// CHUNKS_PER_READ with one read, and no line buffer lies between; the thread reads
+// until the socket is empty before it waits again.
 bool socket_cache_client::event_client_receive() {
-    const bool going_on = socket_client::event_client_receive();
-    if (!m_store_failed)
-        return going_on;
-    // A hole in the stream would misframe all that follows: end the connection.
-    m_store_failed = false;
-    log_msg("receive buffer could not be stored, connection closed\n");
-    return false;
-}
-
-// Departure: a stop or pause asked for ends the pass now, instead of after the queue
-// has run empty; what is queued stays for a resume, or is dropped by the close. A
-// close must not wait for a backlog delivered at the speed of the user's callback.
-bool socket_cache_client::receive_may_go_on() {
-    return m_thread_receive->get_thread_status() == THREAD_RUN;
-}
-
-void socket_cache_client::take_from_backlog(size_t len) {
-    const size_t left = m_backlog_bytes.fetch_sub(len) - len;
-    if (left <= BACKLOG_RESUME_BYTES && is_reading_paused())
-        resume_reading();
-}
-
-int socket_cache_client::on_thread_receive_proc() {
-    while (!m_list_recv.empty() && receive_may_go_on()) {
-        data_buffer_ptr chunk = m_list_recv.get_front_node();
-        const size_t len = chunk->get_data_len();
-        const bool held = !m_hold_failed.load() && hold_bytes(chunk->get_data_ptr(), len);
-        m_list_recv.pop_front_node();
-        m_data_pool.delete_data(chunk);
-        take_from_backlog(len);
-        if (!held) {
-            // The stream has a hole: nothing more of this connection is delivered.
-            if (!m_hold_failed.exchange(true)) {
-                m_hold_buf.clear();
-                fail_link();
-            }
-            continue;
+    // Closing (sock_close from a callback on this thread): nothing more is queued, the
+    // loop leaves at its next look.
+    if (m_thread_quit_flag.load())
+        return true;
+    const int sock = m_socket.load();
+    const size_t most = BACKLOG_PAUSE_BYTES / recv_chunk::CAPACITY;
+    for (int reads = 0; reads < READS_PER_WAKE; ++reads) {
+        // All spares are kept ready, also when fewer are read into and at a pause: the
+        // chunks in use reach their most (the bound's and the spares') at the first
+        // pause, and from then on the pool holds them all and allocates no more.
+        // A chunk that cannot be had ends the connection, as memory that fails does
+        // anywhere on this path: the bytes stay in the socket, and a reader short of
+        // memory would soon have nothing to read into.
+        if (!ready_spares()) {
+            log_msg("receive buffer could not be stored, connection closed\n");
+            return false;
         }
-        deliver_held_bytes();
+        const size_t queued = m_recv.queued_chunks();
+        if (queued >= most) {
+            pause_reading();
+            // The worker may have drained meanwhile and seen nothing paused.
+            if (get_backlog_bytes() <= BACKLOG_RESUME_BYTES)
+                resume_reading();
+            return true;
+        }
+        const int ready = static_cast<int>(
+            most - queued < static_cast<size_t>(CHUNKS_PER_READ) ? most - queued : CHUNKS_PER_READ);
+        iovec parts[CHUNKS_PER_READ];
+        for (int i = 0; i < ready; ++i)
+            parts[i] = {m_spare[i]->data(), recv_chunk::CAPACITY};
+        const ssize_t n = readv(sock, parts, ready);
+        if (n <= 0)
+            return read_outcome(n, errno);
+        size_t left = static_cast<size_t>(n);
+        int filled = 0;
+        for (; left > 0; ++filled) {
+            const size_t len = left < recv_chunk::CAPACITY ? left : recv_chunk::CAPACITY;
+            m_spare[filled]->set_len(len);
+            left -= len;
+        }
+        // The worker is woken only when its queue was empty: a busy worker takes the
+        // chunks up in its pass anyway.
+        if (m_recv.push(m_spare, filled))
+            m_thread_receive->wake();
+        for (int i = 0; i < CHUNKS_PER_READ; ++i)
+            m_spare[i] = i + filled < CHUNKS_PER_READ ? m_spare[i + filled] : nullptr;
+        // A read that did not fill every chunk has emptied the socket; one more would
+        // only say EAGAIN. Bytes arriving meanwhile wake the loop again.
+        if (static_cast<size_t>(n) < static_cast<size_t>(ready) * recv_chunk::CAPACITY)
+            return true;
+    }
+    return true;
+}
+
+bool socket_cache_client::ready_spares() {
+    for (recv_chunk*& chunk : m_spare) {
+        if (chunk == nullptr)
+            chunk = new_chunk();
+        if (chunk == nullptr)
+            return false;
+    }
+    return true;
+}
+
+void socket_cache_client::free_spares() {
+    for (recv_chunk*& chunk : m_spare) {
+        m_recv.free_chunk(chunk);
+        chunk = nullptr;
+    }
+}
+
+// Departure: a stop or pause asked for ends the pass at the next offer, instead of
+// after the queue has run empty; what is queued stays for a resume, or is dropped by
+// the close. A close must not wait for a backlog delivered at the speed of the user's
+// callback.
+bool socket_cache_client::receive_may_go_on(void* self) {
+    return static_cast<socket_cache_client*>(self)->m_thread_receive->get_thread_status() ==
+           THREAD_RUN;
+}
+
+void socket_cache_client::taken_from_backlog(void* self, size_t queued) {
+    socket_cache_client* me = static_cast<socket_cache_client*>(self);
+    if (queued * recv_chunk::CAPACITY <= BACKLOG_RESUME_BYTES && me->is_reading_paused())
+        me->resume_reading();
+}
+
+bool socket_cache_client::hold_for_user(void* self, VORTANE::TOOLS::stream_buffer& hold,
+                                        const char* data, size_t len) {
+    return static_cast<socket_cache_client*>(self)->hold_bytes(hold, data, len);
+}
+
+int socket_cache_client::deliver_to_user(socket_param& param, void* self) {
+    socket_cache_client* me = static_cast<socket_cache_client*>(self);
+    socket_event_callback callback = me->m_callback.load();
+    if (callback != nullptr)
+        callback(param, me->m_caller.load());
+    return 0;
+}
+
+// Takes the whole queue at once, and what comes meanwhile, before it sleeps again.
+int socket_cache_client::on_thread_receive_proc() {
+    if (m_hold_failed.load()) {
+        // The stream has a hole: nothing more of this connection is delivered.
+        m_recv.discard();
+        return 0;
+    }
+    const recv_path::control control = {receive_may_go_on, taken_from_backlog, hold_for_user, this};
+    const unsigned outcome = m_recv.drain(deliver_to_user, this, control);
+    if ((outcome & recv_path::HOLD_FAILED) != 0 && !m_hold_failed.exchange(true)) {
+        m_recv.discard();
+        fail_link();
     }
     return 0;
 }
 
-void socket_cache_client::deliver_held_bytes() {
-    while (receive_may_go_on()) {
-        const char* data = m_hold_buf.get_data_ptr();
-        const unsigned int held = static_cast<unsigned int>(m_hold_buf.get_data_len());
-        socket_param record(EVENT_RECEIVE, 0, &data, held, 0);
-        socket_event_callback callback = m_callback.load();
-        if (callback != nullptr)
-            callback(record, m_caller.load());
-        unsigned int consumed = record.get_proc_len();
-        // Nothing consumed: the user waits for more bytes.
-        if (consumed == 0)
-            return;
-        // More than was offered breaks the user's contract; popping it would break the
-        // buffer, so take what there is.
-        if (consumed > held)
-            consumed = held;
-        m_hold_buf.pop_data(consumed);
-        if (m_hold_buf.get_data_len() == 0)
-            return;
-    }
-}
-
 int socket_cache_client::on_thread_send_proc() {
+    int wait = IDLE_WAIT;
     while (!m_list_send.empty()) {
         data_buffer_ptr chunk = m_list_send.get_front_node();
         if (chunk == nullptr)
-            return 0;
+            break;
         int sent = socket_client::sock_send(chunk->get_data_ptr(),
                                             static_cast<int>(chunk->get_data_len()));
         // Nothing taken or an error: the chunk stays in front. A full socket is
-        // retried as soon as it has room (nothing else wakes this worker for that),
-        // an error on the next pass.
+        // retried as soon as it has room, within one short wait so that a pause or
+        // stop is seen in time; then, as after an error, after a short sleep, since
+        // nothing else wakes this worker for that.
         if (sent < 1) {
-            // One idle wait at most, so that a pause or stop is seen in time.
-            if (sent == 0 && wait_writable(IDLE_WAIT_MICRO_SEC / 1000) == 1)
+            if (sent == 0 && wait_writable(SEND_RETRY_MICRO_SEC / 1000) == 1)
                 continue;
-            return 0;
+            wait = SEND_RETRY_MICRO_SEC;
+            break;
         }
         if (static_cast<size_t>(sent) < chunk->get_data_len()) {
             chunk->pop_data(static_cast<size_t>(sent));
@@ -315,11 +366,16 @@ int socket_cache_client::on_thread_send_proc() {
         m_list_send.pop_front_node();
         m_data_pool.delete_data(chunk);
     }
+    m_thread_send->set_thread_wait_micro_sec(wait);
     return 0;
 }
 
 int socket_cache_client::on_thread_auto_reconn() {
-    if (!m_auto_reconn_flag.load() || is_connected())
+    // Off: sleep until set_auto_reconn_falg wakes the worker. On: one wait of the period
+    // between passes.
+    const bool on = m_auto_reconn_flag.load();
+    m_thread_reconn->set_thread_wait_micro_sec(on ? m_reconn_wait_micro_sec.load() : IDLE_WAIT);
+    if (!on || is_connected())
         return 0;
     // The old event thread may still be reporting the end of its connection, perhaps
     // into a callback that closes this object; connecting now would wait for it.
@@ -360,8 +416,7 @@ void socket_cache_client::drain(tcp_data_queue& queue) {
 }
 
 void socket_cache_client::clear_data() {
-    drain(m_list_recv);
-    m_backlog_bytes.store(0);
+    m_recv.clear();
+    free_spares();
     drain(m_list_send);
-    m_hold_buf.clear();
 }

@@ -9,6 +9,7 @@
 #include "tools/lock.h"
 #include "tools/stream_buffer.h"
 #include "transport/linux_socket_client.h"
+#include "transport/recv_path.h"
 #include "transport/vortane_sock_thread.h"
 
 // socket_client with queues and workers between the socket and the user, so that the
@@ -24,11 +25,19 @@
 // No lock is held during a callback. sock_close and the destructor are for threads
 // outside the object; sock_close may also come from a callback on the event thread.
 //
-// Bounds: the bytes queued between the socket and the receive worker are at most
-// about BACKLOG_PAUSE_BYTES; past that the event thread stops reading the socket (TCP
+// Receiving: the event thread reads straight into pooled chunks, several with one
+// read, until the socket is empty (at most READS_PER_WAKE reads per wake-up), and
+// queues what it read in one step; it wakes the receive worker when the queue was
+// empty. The worker takes the whole queue at once
+// and offers the bytes to the user where they lie (recv_path); only a tail the user
+// leaves waits in the hold buffer. Idle workers sleep until woken: a quiet
+// connection wakes no thread.
+//
+// Bounds: the chunks queued between the socket and the receive worker hold at most
+// BACKLOG_PAUSE_BYTES; past that the event thread stops reading the socket (TCP
 // pushes back on the server) until the worker has brought them down to
 // BACKLOG_RESUME_BYTES. Nothing is dropped while connected. A close does not deliver
-// what is still queued: the receive worker ends its pass at the next chunk. Bytes that
+// what is still queued: the receive worker ends its pass at the next offer. Bytes that
 // cannot be stored (no memory) end the connection as a remote end, rather than leave
 // a hole in the stream.
 class socket_cache_client : public socket_client {
@@ -37,7 +46,17 @@ public:
     typedef VORTANE::TOOLS::data_queue<VORTANE::TOOLS::stream_buffer*> tcp_data_queue;
     typedef VORTANE::TOOLS::data_pool<VORTANE::TOOLS::stream_buffer> tcp_data_pool;
 
-    static constexpr size_t BACKLOG_PAUSE_BYTES = 4u << 20;
+    // Chunks filled by one read, at most, and reads of one wake-up of the event thread:
+    // the socket's other events and a close are looked at in between.
+    static constexpr int CHUNKS_PER_READ = 8;
+    static constexpr int READS_PER_WAKE = 4;
+    // The queued chunks, with those the event thread reads into, fit in what the pool
+    // keeps idle: a stream, however fast, then runs on the same chunks and allocates
+    // nothing, and no more than that stays idle after it. Behind the bound the
+    // socket's own buffer holds what the server sends, so a larger one would not read
+    // faster.
+    static constexpr size_t BACKLOG_PAUSE_BYTES =
+        static_cast<size_t>(recv_path::POOL_DEPTH - CHUNKS_PER_READ) * recv_chunk::CAPACITY;
     static constexpr size_t BACKLOG_RESUME_BYTES = BACKLOG_PAUSE_BYTES / 2;
 
     // `size`: first capacity of the hold buffer. Starts nothing.
@@ -55,8 +74,8 @@ public:
     bool sock_close();
     int get_socket() { return get_sock(); }
     bool set_auto_reconn_falg(bool b_auto_conn, int n_reconn_sec_time);
-    // Bytes received and not yet taken up by the receive worker.
-    size_t get_backlog_bytes() const { return m_backlog_bytes.load(); }
+    // What the chunks received and not yet taken up by the receive worker hold.
+    size_t get_backlog_bytes() const { return m_recv.queued_chunks() * recv_chunk::CAPACITY; }
     // The wait notice of the base class, and of the workers' stops as well.
     void set_wait_notice(wait_notice_fun fun, void* param);
 
@@ -70,19 +89,20 @@ protected:
     int on_thread_send_proc();
     int on_thread_auto_reconn();
     void clear_data();
-    // Stores received bytes in a chunk, and appends them to the hold buffer; false when
-    // memory fails.
-    virtual bool store_chunk(data_buffer_ptr chunk, const char* data, size_t len);
-    virtual bool hold_bytes(const char* data, size_t len);
-    // Reads once; false also when the bytes read could not be stored.
+    // A chunk to read into, or null when memory fails; and bytes that the user left,
+    // kept for its next offer, false when memory fails.
+    virtual recv_chunk* new_chunk();
+    virtual bool hold_bytes(VORTANE::TOOLS::stream_buffer& hold, const char* data, size_t len);
+    // Reads until the socket is empty, at most READS_PER_WAKE times; false at the end
+    // of the connection, and when no chunk could be had.
     bool event_client_receive() override;
 
     // The user's callback and value: written by sock_init, read by every thread.
     std::atomic<void*> m_caller;
     std::atomic<socket_event_callback> m_callback;
-    VORTANE::TOOLS::stream_buffer m_hold_buf;
+    // Received chunks, their queue and pool, and the hold buffer.
+    recv_path m_recv;
     tcp_data_queue m_list_send;
-    tcp_data_queue m_list_recv;
     tcp_data_pool m_data_pool;
     vortane_socket_thread* m_thread_send;
     vortane_socket_thread* m_thread_receive;
@@ -93,10 +113,12 @@ protected:
     int m_server_port;
     std::string m_local_ip;
     int m_local_port;
-    std::atomic<size_t> m_backlog_bytes;
-    // Bytes of this connection could not be stored: the rest is dropped, and the
-    // connection ends (event thread's flag, and the receive worker's).
-    bool m_store_failed;
+    // The event thread's chunks to read into, kept from one read to the next.
+    recv_chunk* m_spare[CHUNKS_PER_READ];
+    // The wait of the reconnect worker while auto reconnect is on.
+    std::atomic<int> m_reconn_wait_micro_sec;
+    // The hold buffer could not keep bytes of this connection: nothing more of it is
+    // delivered, and the connection ends.
     std::atomic<bool> m_hold_failed;
 
 private:
@@ -109,14 +131,16 @@ private:
     // Starts the receive and send workers; a failure is logged with the addresses.
     bool start_workers(const std::string& server_ip, unsigned short server_port,
                        const std::string* local_ip, unsigned short local_port);
-    // Offers the held bytes to the user until it consumes nothing or all of them, or
-    // until the worker is told to stop.
-    void deliver_held_bytes();
-    bool receive_may_go_on();
-    // Counts bytes out of the receive queue, and lets the event thread read again once
-    // they are down to BACKLOG_RESUME_BYTES.
-    void take_from_backlog(size_t len);
+    // The receive worker's control of its drain, and the user's callback behind it.
+    static bool receive_may_go_on(void* self);
+    static void taken_from_backlog(void* self, size_t queued);
+    static bool hold_for_user(void* self, VORTANE::TOOLS::stream_buffer& hold, const char* data,
+                              size_t len);
+    static int deliver_to_user(socket_param& param, void* self);
     void reconnect();
+    // Every spare chunk ready to read into; false when memory fails.
+    bool ready_spares();
+    void free_spares();
     void drain(tcp_data_queue& queue);
 
     // Taken by a caller's sock_init for the whole of it, and tried by the reconnect

@@ -19,7 +19,9 @@ enum SOCKET_EVENT {
 // of its own: m_buff_addr is the address of the producer's pointer to the bytes, so
 // that the layer owning the record can point it at other bytes. Record and bytes are
 // good only for the length of the callback. On a received run the user reports in
-// m_proc_len how many bytes, counted from the data pointer, it has finished with.
+// m_proc_len how many bytes, counted from the data pointer, it has finished with, and
+// may tell in m_need_len how many bytes the unit that begins behind them needs, so
+// that the layer offers it again as soon as they are there (0: not known).
 class socket_param {
 public:
     socket_param()
@@ -28,14 +30,16 @@ public:
           m_event_type(EVENT_UNKNOW),
           m_socket_id(0),
           m_proc_len(0),
-          m_sock(0) {}
+          m_sock(0),
+          m_need_len(0) {}
     socket_param(SOCKET_EVENT event, int id, const char** buff, unsigned int size, int sock)
         : m_buff_addr(buff),
           m_buff_size(size),
           m_event_type(event),
           m_socket_id(id),
           m_proc_len(0),
-          m_sock(sock) {}
+          m_sock(sock),
+          m_need_len(0) {}
     // Copies carry everything but the alias.
     socket_param(const socket_param& other)
         : m_buff_addr(other.m_buff_addr),
@@ -43,7 +47,8 @@ public:
           m_event_type(other.m_event_type),
           m_socket_id(other.m_socket_id),
           m_proc_len(other.m_proc_len),
-          m_sock(other.m_sock) {}
+          m_sock(other.m_sock),
+          m_need_len(other.m_need_len) {}
     socket_param& operator=(const socket_param& other) {
         if (this == &other)
             return *this;
@@ -53,6 +58,7 @@ public:
         m_socket_id = other.m_socket_id;
         m_proc_len = other.m_proc_len;
         m_sock = other.m_sock;
+        m_need_len = other.m_need_len;
         return *this;
     }
 
@@ -101,6 +107,9 @@ public:
     }
     unsigned int get_proc_len() { return m_proc_len; }
 
+    void set_need_len(unsigned int len) { m_need_len = len; }
+    unsigned int get_need_len() { return m_need_len; }
+
 private:
     const char** m_buff_addr;
     unsigned int m_buff_size;
@@ -109,6 +118,7 @@ private:
     std::string m_alias;
     unsigned int m_proc_len;
     int m_sock;
+    unsigned int m_need_len;
 };
 
 // The one callback through which the socket layer reports; its result is ignored.

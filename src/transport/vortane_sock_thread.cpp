@@ -6,11 +6,8 @@
 
 namespace {
 
-// A long sleep is cut into steps of this length so that a stop or pause ends it
-// within one step.
-const int LONG_SLEEP_STEP_MICRO_SEC = 10000;
-// How often start, pause and stop look at the status while they wait for the worker.
-const unsigned int STATUS_POLL_MILLI_SEC = 1;
+// Sleeps up to this long are whole milliseconds, truncated.
+const int SHORT_SLEEP_LIMIT_MICRO_SEC = 10000;
 
 }  // namespace
 
@@ -92,6 +89,7 @@ bool vortane_socket_thread::start() {
             case THREAD_PAUSEING:
                 if (!m_enum_status.compare_exchange_strong(found, THREAD_RUN))
                     continue;
+                status_changed();
                 wake();
                 return true;
             case THREAD_INIT:
@@ -121,8 +119,10 @@ bool vortane_socket_thread::pause() {
             return false;
         if (is_same_thread()) {
             // The worker never waits for itself: the pause holds from the end of this pass.
-            if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED))
+            if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED)) {
+                status_changed();
                 return true;
+            }
             continue;
         }
         if (found != THREAD_PAUSEING &&
@@ -141,14 +141,18 @@ bool vortane_socket_thread::stop() {
         if (found == THREAD_INIT || found == THREAD_STOPED || found == THREAD_CLOSE)
             return true;
         if (is_same_thread()) {
-            if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED))
+            if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED)) {
+                status_changed();
                 return true;
+            }
             continue;
         }
         if (found != THREAD_STOPING &&
             !m_enum_status.compare_exchange_strong(found, THREAD_STOPING)) {
             continue;
         }
+        // A pause waiting for the worker sees its request overridden.
+        status_changed();
         request_and_wait(THREAD_STOPING);
         return true;
     }
@@ -159,27 +163,34 @@ void vortane_socket_thread::set_wait_notice(wait_notice_fun fun, void* param) {
     m_wait_notice.store(fun);
 }
 
+// Departure: start, pause and stop wait for the worker on a condition variable that
+// every change of the status signals, instead of looking at the status every
+// millisecond: a close no longer pays a millisecond or more for each worker.
 void vortane_socket_thread::request_and_wait(socket_thread_status request) {
     // The sleeper looks at the status only when its sleep ends.
     wake();
     // No time limit: the pass may be a caller's callback, whose duration is the
     // caller's. The notice tells of a long wait.
-    auto next_notice =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
-    while (m_enum_status.load() == request) {
-        kq_sleep(STATUS_POLL_MILLI_SEC);
-        if (std::chrono::steady_clock::now() < next_notice)
-            continue;
-        next_notice += std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS);
+    std::unique_lock<std::mutex> guard(m_wake_lock);
+    while (!m_status_cond.wait_for(guard, std::chrono::milliseconds(WAIT_NOTICE_INTERVAL_MS),
+                                   [&] { return m_enum_status.load() != request; })) {
+        guard.unlock();
         wait_notice_fun fun = m_wait_notice.load();
         if (fun != nullptr)
             fun(m_wait_notice_param.load());
+        guard.lock();
     }
 }
 
 void vortane_socket_thread::wait_for_old_worker() {
-    while (m_live_threads.load() > 0)
-        kq_sleep(STATUS_POLL_MILLI_SEC);
+    std::unique_lock<std::mutex> guard(m_wake_lock);
+    m_status_cond.wait(guard, [this] { return m_live_threads.load() == 0; });
+}
+
+void vortane_socket_thread::status_changed() {
+    // Taken and let go: a waiter that has looked at the status is waiting by now.
+    { std::lock_guard<std::mutex> guard(m_wake_lock); }
+    m_status_cond.notify_all();
 }
 
 void vortane_socket_thread::start_spt_thread() {
@@ -218,16 +229,24 @@ void vortane_socket_thread::run_loop() {
             break;
     }
     // The last touch of the object: from here the owner may destroy or restart it.
+    // Under the lock, so that the owner, who waits under it, cannot destroy the
+    // object before the notice is given.
+    std::lock_guard<std::mutex> guard(m_wake_lock);
     m_live_threads.fetch_sub(1);
+    m_status_cond.notify_all();
 }
 
 bool vortane_socket_thread::end_of_pass() {
     socket_thread_status found = THREAD_PAUSEING;
-    if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED))
+    if (m_enum_status.compare_exchange_strong(found, THREAD_PAUSED)) {
+        status_changed();
         return false;
+    }
     found = THREAD_STOPING;
-    if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED))
+    if (m_enum_status.compare_exchange_strong(found, THREAD_STOPED)) {
+        status_changed();
         return true;
+    }
     thread_sleep();
     return false;
 }
@@ -237,16 +256,12 @@ void vortane_socket_thread::thread_sleep() {
         break_sleep(m_i_wait_micro_sec.load());
 }
 
+// Departure: a long sleep is one wait, not steps of 10 ms that look at the status
+// after each. Start, pause and stop wake the sleeper, so it sees them at once rather
+// than within a step, and an idle worker no longer wakes a hundred times a second.
 void vortane_socket_thread::break_sleep(int micro_sec) {
-    if (micro_sec > LONG_SLEEP_STEP_MICRO_SEC) {
-        while (micro_sec > 0) {
-            socket_thread_status status = m_enum_status.load();
-            if (status != THREAD_RUN && status != THREAD_INIT && status != THREAD_PAUSED)
-                return;
-            if (sleep_unless_woken(LONG_SLEEP_STEP_MICRO_SEC))
-                return;
-            micro_sec -= LONG_SLEEP_STEP_MICRO_SEC;
-        }
+    if (micro_sec < 0 || micro_sec > SHORT_SLEEP_LIMIT_MICRO_SEC) {
+        sleep_unless_woken(micro_sec);
         return;
     }
     // Between 1 and 10 ms the sleep is whole milliseconds, truncated.
@@ -257,9 +272,13 @@ void vortane_socket_thread::break_sleep(int micro_sec) {
 
 bool vortane_socket_thread::sleep_unless_woken(int micro_sec) {
     std::unique_lock<std::mutex> guard(m_wake_lock);
-    bool woken =
-        m_wake_cond.wait_for(guard, std::chrono::microseconds(micro_sec > 0 ? micro_sec : 0),
-                             [this] { return m_wake_pending; });
+    bool woken = true;
+    if (micro_sec < 0) {
+        m_wake_cond.wait(guard, [this] { return m_wake_pending; });
+    } else {
+        woken = m_wake_cond.wait_for(guard, std::chrono::microseconds(micro_sec),
+                                     [this] { return m_wake_pending; });
+    }
     m_wake_pending = false;
     return woken;
 }

@@ -34,8 +34,9 @@ enum socket_thread_status {
 // Runs one user function over and over on a detached thread, with a sleep between
 // passes. The status word is the control channel: start, pause and stop write a
 // request into it and the worker takes a pause or stop up only at the end of a pass
-// whose function returned 0. Nothing is joined. A sleep between passes can be cut
-// short with wake(), so that a producer need not wait for the sleeper's timer.
+// whose function returned 0. Nothing is joined. A sleep between passes is ended by
+// wake(), which start, pause and stop give as well, so that no one waits for the
+// sleeper's timer; with WAIT_UNTIL_WOKEN there is no timer at all.
 //
 // Ownership: the owner creates and destroys the object from its own threads, never
 // from the worker. The destructor stops the worker and waits until it has left.
@@ -43,6 +44,10 @@ class vortane_socket_thread {
 public:
     vortane_socket_thread();
     virtual ~vortane_socket_thread();
+
+    // A wait (set_thread_wait_micro_sec) with no time limit: the worker sleeps until
+    // woken, so an idle worker costs no wake-ups at all.
+    static constexpr int WAIT_UNTIL_WOKEN = -1;
 
     bool start();
     bool pause();
@@ -64,7 +69,10 @@ public:
 
 protected:
     void start_spt_thread();
-    void set_thread_status(socket_thread_status status) { m_enum_status.store(status); }
+    void set_thread_status(socket_thread_status status) {
+        m_enum_status.store(status);
+        status_changed();
+    }
     static void* run_thread(void* param);
     virtual const char* get_thread_name() { return ""; }
     void thread_sleep();
@@ -77,13 +85,16 @@ private:
     void run_loop();
     // Takes up a pending pause or stop after a pass; true when the worker must leave.
     bool end_of_pass();
-    // Sleeps up to micro_sec; true when a wake() ended the sleep.
+    // Sleeps up to micro_sec (without limit when negative); true when a wake() ended
+    // the sleep.
     bool sleep_unless_woken(int micro_sec);
     void clear_wake();
     // With `request` written, wakes the worker and waits until it has taken the
     // request up (or another request overrode it).
     void request_and_wait(socket_thread_status request);
     void wait_for_old_worker();
+    // Tells the threads waiting in request_and_wait or wait_for_old_worker to look again.
+    void status_changed();
 
     socket_user_thread_function m_func_thread;
     void* m_func_param;
@@ -102,6 +113,8 @@ private:
     std::mutex m_wake_lock;
     std::condition_variable m_wake_cond;
     bool m_wake_pending;
+    // Under m_wake_lock: the status has moved, or a worker has left.
+    std::condition_variable m_status_cond;
     std::atomic<wait_notice_fun> m_wait_notice;
     std::atomic<void*> m_wait_notice_param;
 };

@@ -75,6 +75,9 @@ TEST(Connection, LogonAnsweredBeforeConnOkReturnsSurvivesTheEventThreadsStateWri
             std::thread([&] { s.client()->ProcQueryPortLogonRespMsg(&answer); }).join();
     };
     ASSERT_EQ(ZUL_RESULT_OK, s.connect());
+    // The client's connect returns once the link is up, which may be before the
+    // simulator has taken the connection on: then there is nobody to send to yet.
+    ASSERT_TRUE(s.sim().wait_for_accepted(1, 10s));
     // Bytes read after the callback: their log line comes after its state writes.
     zulsim::Bytes junk(16, 0);
     junk[0] = 0x48, junk[1] = 0x11, junk[2] = 16;

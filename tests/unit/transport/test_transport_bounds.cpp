@@ -18,25 +18,29 @@ namespace {
 
 using namespace transport_test;
 
-// A user that takes every byte it is offered, slowly.
+// A user that takes every byte it is offered, slowly; or, with `lines`, every line
+// whole, leaving a cut line for the next offer.
 struct slow_reader {
     std::mutex lock;
     std::string bytes;
     std::atomic<size_t> received{0};
     std::atomic<int> remote_ends{0};
     int delay_us = 0;
+    bool lines = false;
     static int callback(socket_param& p, void* self) {
         auto* me = static_cast<slow_reader*>(self);
         if (p.get_event_type() == EVENT_REMOTE_DISCONNECT)
             ++me->remote_ends;
         if (p.get_event_type() != EVENT_RECEIVE)
             return 0;
+        const std::string run(p.get_buff_addr(), p.get_buff_size());
+        const size_t taken = me->lines ? run.rfind('\n') + 1 : run.size();  // npos + 1 is 0
         {
             std::lock_guard<std::mutex> g(me->lock);
-            me->bytes.append(p.get_buff_addr(), p.get_buff_size());
+            me->bytes.append(run, 0, taken);
         }
-        me->received += p.get_buff_size();
-        p.set_proc_len(p.get_buff_size());
+        me->received += taken;
+        p.set_proc_len(static_cast<unsigned int>(taken));
         if (me->delay_us > 0)
             usleep(static_cast<useconds_t>(me->delay_us));
         return 0;
@@ -51,17 +55,18 @@ struct slow_reader {
 class probed_client : public socket_cache_client {
 public:
     probed_client() : socket_cache_client(8192) {}
-    int idle_chunks() { return m_data_pool.get_ready_count(); }
-    // 0: never; n: the n-th chunk of the kind below cannot be stored.
+    int idle_chunks() { return m_recv.idle_chunks(); }
+    int made_chunks() { return m_recv.made_chunks(); }
+    bool reading_paused() const { return is_reading_paused(); }
+    // 0: never; n: the n-th chunk to read into, or the n-th tail to hold, cannot be had.
     std::atomic<int> fail_store_at{0}, fail_hold_at{0};
 
 protected:
-    bool store_chunk(data_buffer_ptr chunk, const char* data, size_t len) override {
-        return ++m_stores != fail_store_at.load() &&
-               socket_cache_client::store_chunk(chunk, data, len);
+    recv_chunk* new_chunk() override {
+        return ++m_stores != fail_store_at.load() ? socket_cache_client::new_chunk() : nullptr;
     }
-    bool hold_bytes(const char* data, size_t len) override {
-        return ++m_holds != fail_hold_at.load() && socket_cache_client::hold_bytes(data, len);
+    bool hold_bytes(VORTANE::TOOLS::stream_buffer& hold, const char* data, size_t len) override {
+        return ++m_holds != fail_hold_at.load() && socket_cache_client::hold_bytes(hold, data, len);
     }
 
 private:
@@ -99,26 +104,72 @@ TEST(SocketCacheClient, BacklogBehindASlowUserStaysBoundedAndLosesNothing) {
     client.sock_close();
 }
 
-// Bytes that cannot be stored, on the event thread or on the receive worker, end the
-// connection as the far side's end would: the user never sees the stream with a hole.
+// A user that holds on to its first offer until let go.
+struct held_reader {
+    std::atomic<bool> go{false};
+    std::atomic<size_t> received{0};
+    static int callback(socket_param& p, void* self) {
+        auto* me = static_cast<held_reader*>(self);
+        if (p.get_event_type() != EVENT_RECEIVE)
+            return 0;
+        wait_until([&] { return me->go.load(); }, 60000);
+        me->received += p.get_buff_size();
+        p.set_proc_len(p.get_buff_size());
+        return 0;
+    }
+};
+
+// When the reader first stops at the bound, the chunks queued and its spares are all
+// there are, and the pool keeps every one of them: later bursts, however they fall,
+// find what they need idle and allocate nothing.
+TEST(SocketCacheClient, TheFirstPauseMakesEveryChunkAStreamCanEverHoldAtOnce) {
+    const size_t total = 2 * socket_cache_client::BACKLOG_PAUSE_BYTES;
+    const int every_chunk = recv_path::POOL_DEPTH;
+    loopback_server server;
+    held_reader user;
+    probed_client client;
+    ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), held_reader::callback, &user));
+    const int peer = server.accept_peer();
+    ASSERT_NE(-1, peer);
+    std::thread writer([&] { write_all(peer, pattern(total)); });
+    const bool paused = wait_until([&] { return client.reading_paused(); });
+    const int made_at_pause = client.made_chunks();
+    user.go = true;
+    const bool all = wait_until([&] { return user.received == total; }, 60000);
+    writer.join();
+    ASSERT_TRUE(paused) << "the reader never reached the bound";
+    EXPECT_EQ(every_chunk, made_at_pause);
+    ASSERT_TRUE(all) << user.received << " of " << total;
+    client.sock_close();
+    EXPECT_EQ(every_chunk, client.made_chunks());
+    EXPECT_EQ(every_chunk, client.idle_chunks()) << "the pool let chunks go";
+}
+
+// Memory that fails, for the chunk the event thread reads into or for the tail the
+// receive worker must hold, ends the connection as the far side's end would: the user
+// never sees the stream with a hole.
 class StoreFailure : public ::testing::TestWithParam<bool> {};
 
 TEST_P(StoreFailure, EndsTheConnectionInsteadOfLeavingAHole) {
     const bool on_worker = GetParam();
     loopback_server server;
     slow_reader user;
+    user.lines = true;
     probed_client client;
-    (on_worker ? client.fail_hold_at : client.fail_store_at) = 2;
+    // The event thread's first read readies CHUNKS_PER_READ chunks and fills one; the
+    // chunk that replaces it is the one that fails, at the read of the cut line.
+    (on_worker ? client.fail_hold_at : client.fail_store_at) =
+        on_worker ? 1 : socket_cache_client::CHUNKS_PER_READ + 1;
     ASSERT_TRUE(client.sock_init(LOOPBACK, server.port(), slow_reader::callback, &user));
     const int peer = server.accept_peer();
     ASSERT_NE(-1, peer);
-    ASSERT_TRUE(write_all(peer, "first"));
-    ASSERT_TRUE(wait_until([&] { return user.received == 5; }));
-    ASSERT_TRUE(write_all(peer, "second"));
+    ASSERT_TRUE(write_all(peer, "first\n"));
+    ASSERT_TRUE(wait_until([&] { return user.received == 6; }));
+    ASSERT_TRUE(write_all(peer, "sec"));  // a cut line: its tail must be held
     ASSERT_TRUE(wait_until([&] { return user.remote_ends == 1; })) << "the link stays up";
-    write_all(peer, "third");
+    write_all(peer, "ond\nthird\n");
     quiet_window();
-    EXPECT_EQ("first", user.copy());
+    EXPECT_EQ("first\n", user.copy());
     EXPECT_FALSE(client.is_connected());
     EXPECT_EQ(-1, client.sock_send("x", 1));
     client.sock_close();
