@@ -30,6 +30,9 @@ socket_thread_ret kq_resume_thread(kq_thread_handle) {
     return 0;
 }
 
+// Departure: kept for the transport's thread helpers, but nothing calls it. No thread
+// of the library is ever cancelled: one may be inside a caller's callback, holding the
+// caller's locks; closes wait for it instead.
 socket_thread_ret kq_close_thread(kq_thread_handle handle) {
     return static_cast<socket_thread_ret>(pthread_cancel(handle));
 }
