@@ -443,6 +443,18 @@ std::vector<char> logon_request() {
     return bytes_of(query_logon_msg_req());
 }
 
+int plain_logged_on(uint16_t port) {
+    const int fd = connect_plain(port);
+    const std::vector<char> logon = logon_request();
+    if (fd == -1 || !write_all(fd, logon.data(), logon.size()) ||
+        !read_exactly(fd, LOGON_ANSWER_SIZE)) {
+        if (fd != -1)
+            close(fd);
+        return -1;
+    }
+    return fd;
+}
+
 std::vector<char> position_request(const char* account) {
     query_account_position_req r;
     strncpy(r.m_account_id, account, sizeof(r.m_account_id) - 1);

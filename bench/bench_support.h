@@ -147,6 +147,8 @@ std::vector<char> position_request(const char* account);
 std::vector<char> bp_detail_request();
 const size_t LOGON_ANSWER_SIZE = 56;
 const size_t BP_DETAIL_ANSWER_SIZE = 200;
+// A plain socket connected and logged on to the server at port; -1 on a failure.
+int plain_logged_on(uint16_t port);
 
 // ---------------------------------------------------------------------------
 // A client of the plain face, connected and logged on to the tiny server.

@@ -96,14 +96,9 @@ struct closing_client {
 
 // The baseline: a plain socket, logged on, with a reader thread of its own.
 double plain_close_us(uint16_t port, bool backlog) {
-    const int fd = connect_plain(port);
-    const std::vector<char> logon = logon_request();
-    if (fd == -1 || !write_all(fd, logon.data(), logon.size()) ||
-        !read_exactly(fd, LOGON_ANSWER_SIZE)) {
-        if (fd != -1)
-            close(fd);
+    const int fd = plain_logged_on(port);
+    if (fd == -1)
         return -1;
-    }
     std::atomic<bool> stop{false};
     std::atomic<long> records{0};
     std::thread reader([&] {

@@ -24,18 +24,6 @@ using namespace zul_bench;
 
 const scratch_folder g_scratch;
 
-int plain_logged_on(uint16_t port) {
-    const int fd = connect_plain(port);
-    const std::vector<char> logon = logon_request();
-    if (fd == -1 || !write_all(fd, logon.data(), logon.size()) ||
-        !read_exactly(fd, LOGON_ANSWER_SIZE)) {
-        if (fd != -1)
-            close(fd);
-        return -1;
-    }
-    return fd;
-}
-
 void BM_RoundTrip(benchmark::State& state) {
     tiny_server server;
     prepare_answers(server, 0, 0);

@@ -42,19 +42,6 @@ bool measure(tiny_server& server, Run run, round_cost* cost) {
     return ok;
 }
 
-// A plain socket logged on to the server.
-int plain_logged_on(uint16_t port) {
-    const int fd = connect_plain(port);
-    const std::vector<char> logon = logon_request();
-    if (fd == -1 || !write_all(fd, logon.data(), logon.size()) ||
-        !read_exactly(fd, LOGON_ANSWER_SIZE)) {
-        if (fd != -1)
-            close(fd);
-        return -1;
-    }
-    return fd;
-}
-
 struct stream_setup {
     tiny_server server;
     bench_client client;

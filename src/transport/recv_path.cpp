@@ -205,6 +205,20 @@ void recv_path::take_up(const char* data, size_t len, offer_context& ctx) {
         keep(data + at + taken, len - at - taken, ctx);
 }
 
+unsigned int recv_path::offer_once(const char* run, size_t len, offer_context& ctx) {
+    // A run is offered with an unsigned int size; a longer one goes in parts.
+    const unsigned int size = len < UINT_MAX ? static_cast<unsigned int>(len) : UINT_MAX;
+    socket_param record(EVENT_RECEIVE, 0, &run, size, 0);
+    ctx.fun(record, ctx.caller);
+    unsigned int consumed = record.get_proc_len();
+    if (consumed > size) {
+        ctx.result |= OVERCLAIMED;
+        consumed = size;
+    }
+    m_need = record.get_need_len();
+    return consumed;
+}
+
 size_t recv_path::offer_run(const char* data, size_t len, offer_context& ctx) {
     size_t taken = 0;
     while (taken < len) {
@@ -213,18 +227,7 @@ size_t recv_path::offer_run(const char* data, size_t len, offer_context& ctx) {
             m_need = 0;
             return taken;
         }
-        const char* run = data + taken;
-        // A run is offered with an unsigned int size; a longer one goes in parts.
-        const size_t left = len - taken;
-        const unsigned int size = left < UINT_MAX ? static_cast<unsigned int>(left) : UINT_MAX;
-        socket_param record(EVENT_RECEIVE, 0, &run, size, 0);
-        ctx.fun(record, ctx.caller);
-        unsigned int consumed = record.get_proc_len();
-        if (consumed > size) {
-            ctx.result |= OVERCLAIMED;
-            consumed = size;
-        }
-        m_need = record.get_need_len();
+        const unsigned int consumed = offer_once(data + taken, len - taken, ctx);
         // Nothing consumed: the user waits for more bytes.
         if (consumed == 0)
             break;
@@ -239,17 +242,8 @@ void recv_path::offer_held(offer_context& ctx) {
             ctx.result |= STOPPED;
             return;
         }
-        const char* run = m_hold_buf.get_data_ptr();
-        const size_t left = m_hold_buf.get_data_len();
-        const unsigned int size = left < UINT_MAX ? static_cast<unsigned int>(left) : UINT_MAX;
-        socket_param record(EVENT_RECEIVE, 0, &run, size, 0);
-        ctx.fun(record, ctx.caller);
-        unsigned int consumed = record.get_proc_len();
-        if (consumed > size) {
-            ctx.result |= OVERCLAIMED;
-            consumed = size;
-        }
-        m_need = record.get_need_len();
+        const unsigned int consumed =
+            offer_once(m_hold_buf.get_data_ptr(), m_hold_buf.get_data_len(), ctx);
         if (consumed == 0)
             break;
         m_hold_buf.pop_data(consumed);

@@ -126,6 +126,8 @@ private:
     void take_up(const char* data, size_t len, offer_context& ctx);
     // Offers data and what follows it as runs, until one consumes nothing or all is
     // consumed; the bytes consumed.
+    // One offer of len bytes at run; what the user consumed, cut to what it was offered.
+    unsigned int offer_once(const char* run, size_t len, offer_context& ctx);
     size_t offer_run(const char* data, size_t len, offer_context& ctx);
     void offer_held(offer_context& ctx);
     bool keep(const char* data, size_t len, offer_context& ctx);
